@@ -1,0 +1,167 @@
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "tests/scratch_token.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using token::Outcome;
+
+std::string contentOf(const std::string& path) {
+    std::ostringstream content;
+    content << std::ifstream(path).rdbuf();
+    return content.str();
+}
+
+std::string connectTo(const token::ImagePlace& place) {
+    token::Slot slot(place);
+    std::unique_ptr<token::Connection> connection;
+    std::string why;
+    const Outcome outcome = slot.connect(connection, why);
+    return outcome == Outcome::good ? "good" : why;
+}
+
+class Database {
+  public:
+    Database(const std::string& path, const char* sql) {
+        EXPECT_EQ(sqlite3_open(path.c_str(), &handle_), SQLITE_OK);
+        EXPECT_EQ(sqlite3_exec(handle_, sql, nullptr, nullptr, nullptr), SQLITE_OK);
+    }
+    Database(const Database&) = delete;
+    Database& operator=(const Database&) = delete;
+    ~Database() { sqlite3_close(handle_); }
+
+  private:
+    sqlite3* handle_ = nullptr;
+};
+
+struct WrongPlace {
+    const char* reason;
+    void (*prepare)(const std::string& path);
+};
+
+void putText(const std::string& path) {
+    std::ofstream(path) << std::string(5000, 'x');
+}
+
+void putOthersDatabase(const std::string& path) {
+    // In write-ahead mode and left in use, so that a careless opening would recover it.
+    const Database database(path, "PRAGMA journal_mode = WAL; CREATE TABLE t (x)");
+}
+
+void putOtherVersion(const std::string& path) {
+    putFreshImage(path);
+    const Database database(path, "PRAGMA user_version = 2");
+}
+
+const WrongPlace wrongPlaces[] = {
+    {"is not a file", [](const std::string& path) { fs::create_directory(path); }},
+    {"is not a file", [](const std::string& path) { mkfifo(path.c_str(), 0600); }},
+    {"is empty", [](const std::string& path) { std::ofstream{path}; }},
+    {"file is not a database", putText},
+    {"is not a token image", putOthersDatabase},
+    {"is a token image of version 2", putOtherVersion},
+    {"has a second name",
+     [](const std::string& path) {
+         putFreshImage(path);
+         fs::create_hard_link(path, path + ".second");
+     }},
+    {"cannot be found",
+     [](const std::string& path) { fs::create_symlink(path + ".nothing", path); }},
+};
+
+TEST(ImageFileTest, WhatIsNoImageIsNeverWritten) {
+    for (const WrongPlace& wrong : wrongPlaces) {
+        const ScratchFolder folder;
+        const std::string path = folder.file("a 100%?#.db");
+        wrong.prepare(path);
+        const bool file = fs::is_regular_file(path);
+        const std::string before = file ? contentOf(path) : "";
+        EXPECT_NE(connectTo({path, false}).find(wrong.reason), std::string::npos)
+            << wrong.reason << ": " << connectTo({path, false});
+        EXPECT_FALSE(fs::exists(path + ".lock"));
+        EXPECT_EQ(file ? contentOf(path) : "", before) << wrong.reason;
+    }
+}
+
+TEST(ImageFileTest, PlacesThatCannotBeUsedAreRefused) {
+    const ScratchFolder folder;
+    EXPECT_NE(connectTo({folder.file("no/token.db"), false}).find("cannot be found"),
+              std::string::npos);
+    EXPECT_FALSE(fs::exists(folder.file("no")));
+    EXPECT_NE(connectTo({"", true}).find("has no place"), std::string::npos);
+    EXPECT_NE(connectTo({"/proc/token.db", false}).find("/proc/token.db"), std::string::npos);
+    putText(folder.file("file"));
+    EXPECT_NE(connectTo({folder.file("file/ksigil/token.db"), true}).find("folder"),
+              std::string::npos);
+
+    const std::string image = folder.file("token.db");
+    putFreshImage(image);
+    {
+        const Database holder(image,
+                              "PRAGMA locking_mode = EXCLUSIVE; UPDATE token SET present = 1");
+        EXPECT_NE(connectTo({image, false}).find("locked"), std::string::npos);
+    }
+    EXPECT_EQ(connectTo({image, false}), "good");
+    fs::remove(image + ".lock");
+    fs::create_symlink(folder.file("file"), image + ".lock");
+    EXPECT_NE(connectTo({image, false}).find("cannot lock"), std::string::npos);
+}
+
+TEST(ImageFileTest, TheDefaultPlaceIsMadeForItsOwnerAlone) {
+    const ScratchFolder folder;
+    const std::string path = folder.file("share/ksigil/token.db");
+    EXPECT_EQ(connectTo({path, true}), "good");
+    EXPECT_EQ(fs::status(path).permissions(), fs::perms(0600));
+    EXPECT_EQ(fs::status(folder.file("share/ksigil")).permissions(), fs::perms(0700));
+    EXPECT_EQ(fs::status(folder.file("share")).permissions(), fs::perms(0700));
+}
+
+TEST(ImageFileTest, TheEnvironmentNamesThePlace) {
+    struct Case {
+        const char* token;
+        const char* data;
+        const char* home;
+        const char* path;
+    };
+    const Case cases[] = {
+        {"t.db", "/data", "/home/x", "t.db"},
+        {"", "/data", "/home/x", "/data/ksigil/token.db"},
+        {"", "data", "/home/x", "/home/x/.local/share/ksigil/token.db"},
+        {"", "", "/home/x", "/home/x/.local/share/ksigil/token.db"},
+        {"", "", "", ""},
+    };
+    for (const Case& c : cases) {
+        setenv("KSIGIL_TOKEN", c.token, 1);
+        setenv("XDG_DATA_HOME", c.data, 1);
+        setenv("HOME", c.home, 1);
+        EXPECT_EQ(token::imagePlace().path, c.path);
+    }
+}
+
+TEST(ImageFileTest, ALinkToAnImageLeadsToTheSameToken) {
+    const ScratchFolder folder;
+    putFreshImage(folder.file("token.db"));
+    fs::create_symlink("token.db", folder.file("link.db"));
+    token::Slot one({folder.file("token.db"), false});
+    token::Slot other({folder.file("link.db"), false});
+    std::unique_ptr<token::Connection> first;
+    std::unique_ptr<token::Connection> second;
+    std::string why;
+    ASSERT_EQ(one.connect(first, why), Outcome::good) << why;
+    ASSERT_EQ(other.connect(second, why), Outcome::good) << why;
+    answer(*first, frameOf("A4", "0001003F"));
+    EXPECT_EQ(answer(*second, frameOf("D2", "000000")), "00000090");
+
+    // Another image in its place would meet a power that is not its own.
+    fs::remove(folder.file("token.db"));
+    putFreshImage(folder.file("token.db"));
+    EXPECT_NE(connectTo({folder.file("token.db"), false}).find("another image"), std::string::npos);
+}
+
+}  // namespace

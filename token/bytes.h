@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace token {
+
+using Bytes = std::span<const std::uint8_t>;
+using Buffer = std::vector<std::uint8_t>;
+
+// 16-bit numbers in data fields and replies stand low byte first.
+inline std::uint16_t get16(Bytes bytes, std::size_t at) {
+    return static_cast<std::uint16_t>(bytes[at] | bytes[at + 1] << 8);
+}
+
+inline void put16(Buffer& out, std::uint16_t value) {
+    out.push_back(static_cast<std::uint8_t>(value));
+    out.push_back(static_cast<std::uint8_t>(value >> 8));
+}
+
+inline void put32(Buffer& out, std::uint32_t value) {
+    put16(out, static_cast<std::uint16_t>(value));
+    put16(out, static_cast<std::uint16_t>(value >> 16));
+}
+
+}  // namespace token

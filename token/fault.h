@@ -1,0 +1,18 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace token {
+
+// The image or its place does not work: a full disk, an I/O error, a damaged row, a file that is no
+// image. The words are for an operator.
+class Fault : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+// "ACT PATH: " and the system's words for errno.
+Fault systemFault(const std::string& act, const std::string& path);
+
+}  // namespace token

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <gcrypt.h>
+
+namespace token {
+
+// Makes libgcrypt ready, once for the process; anyone may have done so before.
+inline void useGcrypt() {
+    static const bool ready = [] {
+        if (gcry_control(GCRYCTL_INITIALIZATION_FINISHED_P) == 0) {
+            gcry_check_version(nullptr);
+            gcry_control(GCRYCTL_DISABLE_SECMEM, 0);
+            gcry_control(GCRYCTL_INITIALIZATION_FINISHED, 0);
+        }
+        return true;
+    }();
+    static_cast<void>(ready);
+}
+
+}  // namespace token

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <cstdint>
+
+namespace token {
+
+constexpr std::uint32_t mostChildren = 1024;      // of one directory
+constexpr std::uint32_t mostObjects = 4096;       // in all, the root not counted
+constexpr std::uint32_t mostBytes = 256U * 1024;  // of sizes in all
+constexpr std::uint16_t deepestLevel = 255;       // the most ids that a selection can name
+
+}  // namespace token

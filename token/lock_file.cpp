@@ -1,0 +1,104 @@
+#include "token/lock_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+
+#include "token/fault.h"
+
+namespace token {
+namespace {
+
+// Places of the locks. The bytes themselves mean nothing and need not be in the file.
+constexpr std::int64_t connectingPlace = std::int64_t{1} << 20;
+constexpr std::int64_t firstUserPlace = std::int64_t{1} << 21;
+
+constexpr std::uint32_t magic = 0x6B53696C;  // tells the file's content from that of another
+
+struct Content {
+    std::uint32_t magic;
+    std::int32_t id;
+    std::uint64_t stamp;
+};
+
+struct flock range(short type, std::int64_t from, std::int64_t length) {
+    struct flock lock {};
+    lock.l_type = type;
+    lock.l_whence = SEEK_SET;
+    lock.l_start = from;
+    lock.l_len = length;
+    return lock;
+}
+
+}  // namespace
+
+LockFile::LockFile(const std::string& imagePath)
+    : path_(imagePath + ".lock"),
+      file_(open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600)) {
+    struct stat about {};
+    if (!file_.isOpen() || fstat(file_.descriptor(), &about) != 0) {
+        throw systemFault("cannot lock the image with", path_);
+    }
+    if (!S_ISREG(about.st_mode)) {
+        throw Fault("cannot lock the image with " + path_ + ": it is not a file");
+    }
+}
+
+bool LockFile::setLock(short type, std::int64_t at, bool wait) const {
+    struct flock lock = range(type, at, 1);
+    int result = 0;
+    do {
+        result = fcntl(file_.descriptor(), wait ? F_OFD_SETLKW : F_OFD_SETLK, &lock);
+    } while (result != 0 && errno == EINTR);
+    return result == 0;
+}
+
+bool LockFile::isLocked(std::int64_t from, std::int64_t length) const {
+    struct flock lock = range(F_WRLCK, from, length);
+    return fcntl(file_.descriptor(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
+}
+
+LockFile::Connecting::Connecting(const LockFile& file) : file_(file) {
+    if (!file_.setLock(F_WRLCK, connectingPlace, true)) {
+        throw systemFault("cannot lock the image with", file_.path_);
+    }
+}
+
+LockFile::Connecting::~Connecting() {
+    file_.setLock(F_UNLCK, connectingPlace, false);
+}
+
+LockFile::Memory LockFile::memory() const {
+    Content content{};
+    if (pread(file_.descriptor(), &content, sizeof content, 0) != sizeof content ||
+        content.magic != magic) {
+        return {};
+    }
+    return {content.id, content.stamp};
+}
+
+void LockFile::setMemory(const Memory& memory) const {
+    const Content content{magic, memory.id, memory.stamp};
+    if (pwrite(file_.descriptor(), &content, sizeof content, 0) != sizeof content) {
+        throw systemFault("cannot write", path_);
+    }
+}
+
+void LockFile::showUser(std::uint32_t user) const {
+    if (!setLock(F_WRLCK, firstUserPlace + user, false)) {
+        throw systemFault("cannot lock the image with", path_);
+    }
+}
+
+bool LockFile::isUserThere(std::uint32_t user) const {
+    return isLocked(firstUserPlace + user, 1);
+}
+
+bool LockFile::isAnyUserThere() const {
+    return isLocked(firstUserPlace, 0);
+}
+
+}  // namespace token

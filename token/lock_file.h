@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "token/file.h"
+
+namespace token {
+
+// The file beside an image on which its users' locks stand. The image itself carries SQLite's
+// locks, which a second opening and closing of it would drop. A lock here belongs to the LockFile
+// that took it and goes with it, or with its process, however that ends. The file is never removed.
+class LockFile {
+  public:
+    // Which memory holds the powered token, and the stamp by which that memory is known again: the
+    // system gives numbers out anew.
+    struct Memory {
+        std::int32_t id = -1;
+        std::uint64_t stamp = 0;
+    };
+
+    // Opens or makes PATH.lock, with mode 0600. Throws Fault.
+    explicit LockFile(const std::string& imagePath);
+
+    // While it lives, no other process or LockFile connects to or powers the image. Waits.
+    class Connecting {
+      public:
+        explicit Connecting(const LockFile& file);
+        Connecting(const Connecting&) = delete;
+        Connecting& operator=(const Connecting&) = delete;
+        ~Connecting();
+
+      private:
+        const LockFile& file_;
+    };
+
+    // Read and written while Connecting. What cannot be read is no memory.
+    Memory memory() const;
+    void setMemory(const Memory& memory) const;
+
+    // Shows that the user with this number is there, for as long as this LockFile is.
+    void showUser(std::uint32_t user) const;
+    // Of another LockFile's user; one's own are not seen.
+    bool isUserThere(std::uint32_t user) const;
+    bool isAnyUserThere() const;
+
+  private:
+    bool setLock(short type, std::int64_t at, bool wait) const;
+    bool isLocked(std::int64_t from, std::int64_t length) const;
+
+    std::string path_;
+    File file_;
+};
+
+}  // namespace token

@@ -1,0 +1,45 @@
+#include "token/shared_memory.h"
+
+#include <sys/shm.h>
+
+#include "token/fault.h"
+
+namespace token {
+namespace {
+
+// What shmat gives on failure: all ones.
+void* attached(std::int32_t id) {
+    void* address = shmat(id, nullptr, 0);
+    return reinterpret_cast<std::intptr_t>(address) == -1 ? nullptr : address;
+}
+
+}  // namespace
+
+SharedMemory SharedMemory::make(std::size_t bytes) {
+    const std::int32_t id = shmget(IPC_PRIVATE, bytes, IPC_CREAT | 0600);
+    if (id < 0) {
+        throw systemFault("cannot power the token", "in shared memory");
+    }
+    void* address = attached(id);
+    shmctl(id, IPC_RMID, nullptr);
+    if (address == nullptr) {
+        throw systemFault("cannot power the token", "in shared memory");
+    }
+    return {id, address};
+}
+
+SharedMemory SharedMemory::attach(std::int32_t id, std::size_t bytes) {
+    struct shmid_ds about {};
+    if (id < 0 || shmctl(id, IPC_STAT, &about) != 0 || about.shm_segsz != bytes) {
+        return {-1, nullptr};
+    }
+    return {id, attached(id)};
+}
+
+SharedMemory::~SharedMemory() {
+    if (address_ != nullptr) {
+        shmdt(address_);
+    }
+}
+
+}  // namespace token

@@ -1,0 +1,57 @@
+#include "token/slot.h"
+
+#include "token/fault.h"
+#include "token/image_file.h"
+
+namespace token {
+
+std::shared_ptr<OpenToken> Slot::open() {
+    const std::lock_guard guard(mutex_);
+    std::shared_ptr<OpenToken> token = token_.lock();
+    if (!token) {
+        token = std::make_shared<OpenToken>(realImagePath(place_));
+        token_ = token;
+    }
+    return token;
+}
+
+Outcome Slot::connect(std::unique_ptr<Connection>& connection, std::string& why) {
+    try {
+        std::shared_ptr<OpenToken> token = open();
+        const LockFile::Connecting connecting(token->lockFile());
+        if (!token->image().present()) {
+            why = "the token was removed from its reader";
+            return Outcome::absent;
+        }
+        connection = std::make_unique<Connection>(std::move(token));
+        return Outcome::good;
+    } catch (const Fault& fault) {
+        why = fault.what();
+        return Outcome::unusable;
+    }
+}
+
+Outcome Slot::remove(std::string& why) {
+    return setPresent(false, why);
+}
+
+Outcome Slot::insert(std::string& why) {
+    return setPresent(true, why);
+}
+
+Outcome Slot::setPresent(bool present, std::string& why) {
+    try {
+        const std::shared_ptr<OpenToken> token = open();
+        const LockFile::Connecting connecting(token->lockFile());
+        token->image().setPresent(present);
+        if (!present) {
+            token->power().removeCard();
+        }
+        return Outcome::good;
+    } catch (const Fault& fault) {
+        why = fault.what();
+        return Outcome::unusable;
+    }
+}
+
+}  // namespace token

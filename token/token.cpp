@@ -1,0 +1,348 @@
+#include "token/token.h"
+
+#include <algorithm>
+
+#include "token/command.h"
+#include "token/desx.h"
+#include "token/fault.h"
+#include "token/limits.h"
+#include "token/status.h"
+
+namespace token {
+namespace {
+
+constexpr std::uint8_t colourIce = 4;
+constexpr std::uint16_t packages = 1U << 0x1 | 1U << 0x3;  // Delete_File_Package, PCSC_Package
+constexpr std::uint16_t version = 0x0100;
+
+template <std::size_t length>
+bool isLong(Bytes data) {
+    return data.size() == length;
+}
+
+bool isPassword(Bytes data) {
+    return !data.empty() && data[0] == data.size() - 1;
+}
+
+bool isPath(Bytes data) {
+    return data.size() >= 2 && data.size() == 2 + std::size_t{2} * data[1];
+}
+
+bool isPayload(Bytes data) {
+    return data.size() >= 4 && data.size() == 4U + get16(data, 2);
+}
+
+bool anything(Bytes) {
+    return true;
+}
+
+bool isKnownType(std::uint8_t type) {
+    return type >= typeFile && type <= typeKey;
+}
+
+bool isObject(Bytes data) {
+    const std::uint8_t attribute = data[1];
+    const bool ofKey = attribute == attributeOneFactor || attribute == attributeTwoFactor;
+    const bool ofOthers = attribute == attributePublic || attribute == attributePrivate;
+    return isKnownType(data[0]) && (data[0] == typeKey ? ofKey : ofOthers);
+}
+
+bool isType(Bytes data) {
+    return isKnownType(data[0]);
+}
+
+bool isFullPath(Bytes data) {
+    return data[0] == 0;
+}
+
+bool isListing(Bytes data) {
+    return data[2] == 0;
+}
+
+bool isDirection(Bytes data) {
+    return data[0] <= 1;
+}
+
+bool isAllowed(const Session& session, const Object& object) {
+    return session.loggedIn || !object.needsLogin();
+}
+
+// What every command on the selected object asks first: that there is one, of the right type, and
+// that it may be touched.
+std::uint16_t checkSelected(const Session& session, std::uint8_t type) {
+    if (!session.hasSelection()) {
+        return status::nothingSelected;
+    }
+    if (session.selected.type != type) {
+        return status::wrongObject;
+    }
+    return isAllowed(session, session.selected) ? status::good : status::notAllowed;
+}
+
+std::uint16_t checkRange(const Object& file, std::uint16_t offset, std::uint16_t length) {
+    return std::uint32_t{offset} + length <= file.size ? status::good : status::badSize;
+}
+
+}  // namespace
+
+const Token::Rule Token::rules[] = {
+    {0x20, isPassword, anything, &Token::login},
+    {0xDC, isLong<1>, anything, &Token::logout},
+    {0xD4, isPassword, anything, &Token::changePassword},
+    {0xA4, isPath, isFullPath, &Token::select},
+    {0xD2, isLong<3>, isListing, &Token::list},
+    {0xE0, isLong<6>, isObject, &Token::create},
+    {0xE2, isLong<1>, isType, &Token::remove},
+    {0xB0, isLong<4>, anything, &Token::read},
+    {0xD0, isPayload, anything, &Token::write},
+    {0xD6, isLong<16>, anything, &Token::writeKey},
+    {0xD8, isLong<9>, isDirection, &Token::desx},
+    {0xDA, isLong<1>, anything, &Token::getInfo},
+    {0xDE, isLong<1>, anything, &Token::getWord},
+};
+
+const Token::Rule* Token::ruleOf(std::uint8_t ins) {
+    const auto* found = std::find_if(std::begin(rules), std::end(rules),
+                                     [ins](const Rule& rule) { return rule.ins == ins; });
+    return found == std::end(rules) ? nullptr : found;
+}
+
+Buffer Token::execute(Session& session, Bytes command) {
+    Buffer reply;
+    std::uint16_t result = status::imageFailed;
+    try {
+        Session after = session;
+        result = statusOf(after, command, reply);
+        session = after;
+    } catch (const Fault&) {
+        // The reader of the reply learns that the image failed; what it held is as it was.
+    }
+    if (result != status::good) {
+        reply.clear();
+    }
+    put16(reply, result);
+    return reply;
+}
+
+std::uint16_t Token::statusOf(Session& session, Bytes bytes, Buffer& reply) {
+    Command command;
+    if (!parse(bytes, command)) {
+        return status::badLength;
+    }
+    const Rule* rule = ruleOf(command.ins);
+    if (command.cla != 0 || rule == nullptr) {
+        return status::unknownCommand;
+    }
+    if (command.p1 != 0 || command.p2 != 0) {
+        return status::badP1P2;
+    }
+    if (!rule->hasRightLength(command.data)) {
+        return status::badLength;
+    }
+    if (!rule->hasKnownValues(command.data)) {
+        return status::badParameter;
+    }
+    Exchange exchange{session, command.data, reply};
+    return (this->*rule->answer)(exchange);
+}
+
+std::uint16_t Token::login(Exchange& exchange) {
+    exchange.session.loggedIn = opens(image_.password(), exchange.data.subspan(1));
+    return exchange.session.loggedIn ? status::good : status::notAllowed;
+}
+
+std::uint16_t Token::logout(Exchange& exchange) {
+    exchange.session.loggedIn = false;
+    return status::good;
+}
+
+std::uint16_t Token::changePassword(Exchange& exchange) {
+    if (!exchange.session.loggedIn) {
+        return status::notAllowed;
+    }
+    const Bytes password = exchange.data.subspan(1);
+    if (password.empty()) {
+        return status::badPasswordSize;
+    }
+    image_.setPassword(recordOf(password));
+    return status::good;
+}
+
+std::uint16_t Token::select(Exchange& exchange) {
+    const std::uint8_t count = exchange.data[1];
+    if (count == 0 || get16(exchange.data, 2) != rootId) {
+        return status::notFound;
+    }
+    Object object = rootObject;
+    for (std::size_t level = 1; level < count; ++level) {
+        const auto child = image_.child(object.number, get16(exchange.data, 2 + 2 * level));
+        if (!child) {
+            return status::notFound;
+        }
+        object = *child;
+    }
+    exchange.session.selected = object;
+    exchange.session.level = count;
+    put16(exchange.reply, object.id);
+    exchange.reply.push_back(object.type);
+    exchange.reply.push_back(object.attribute);
+    put16(exchange.reply, object.size);
+    put16(exchange.reply, 0);
+    return status::good;
+}
+
+std::uint16_t Token::list(Exchange& exchange) {
+    const Session& session = exchange.session;
+    if (!session.hasSelection()) {
+        return status::nothingSelected;
+    }
+    if (session.selected.type != typeDirectory) {
+        return status::wrongObject;
+    }
+    const std::uint32_t limit = get16(exchange.data, 0);
+    const auto ids = image_.children(session.selected.number,
+                                     limit == 0 ? mostChildren : std::min(limit, mostChildren));
+    put16(exchange.reply, static_cast<std::uint16_t>(ids.size()));
+    for (const std::uint16_t id : ids) {
+        put16(exchange.reply, id);
+    }
+    return status::good;
+}
+
+std::uint16_t Token::create(Exchange& exchange) {
+    const Session& session = exchange.session;
+    const Object object{0, get16(exchange.data, 4), get16(exchange.data, 2), exchange.data[0],
+                        exchange.data[1]};
+    if (const auto refusal = checkSelected(session, typeDirectory); refusal != status::good) {
+        return refusal;
+    }
+    if (!isAllowed(session, object)) {
+        return status::notAllowed;
+    }
+    if (const auto refusal = roomFor(session, object); refusal != status::good) {
+        return refusal;
+    }
+    image_.create(session.selected.number, object);
+    return status::good;
+}
+
+std::uint16_t Token::roomFor(const Session& session, const Object& object) {
+    const std::int64_t parent = session.selected.number;
+    if (object.id == rootId || object.id == 0x3FFF || object.id == 0xFFFF ||
+        image_.child(parent, object.id)) {
+        return status::badId;
+    }
+    if ((object.type == typeKey && object.size != keySize) ||
+        (object.type == typeDirectory && object.size != 0)) {
+        return status::badSize;
+    }
+    if (session.level >= deepestLevel) {
+        return status::wrongObject;
+    }
+    const Image::Usage usage = image_.usage();
+    const bool fits = usage.objects < mostObjects && usage.bytes + object.size <= mostBytes &&
+                      image_.childCount(parent) < mostChildren;
+    return fits ? status::good : status::noRoom;
+}
+
+std::uint16_t Token::remove(Exchange& exchange) {
+    Session& session = exchange.session;
+    if (!session.hasSelection()) {
+        return status::nothingSelected;
+    }
+    if (!isAllowed(session, session.selected)) {
+        return status::notAllowed;
+    }
+    if (exchange.data[0] != session.selected.type) {
+        return status::badParameter;
+    }
+    if (session.level == 1) {
+        return status::wrongObject;
+    }
+    if (session.selected.type == typeDirectory && image_.childCount(session.selected.number) != 0) {
+        return status::notEmpty;
+    }
+    image_.remove(session.selected);
+    session.deselect();
+    return status::good;
+}
+
+std::uint16_t Token::read(Exchange& exchange) {
+    const Session& session = exchange.session;
+    if (const auto refusal = checkSelected(session, typeFile); refusal != status::good) {
+        return refusal;
+    }
+    const std::uint16_t offset = get16(exchange.data, 0);
+    const std::uint16_t length = get16(exchange.data, 2);
+    if (const auto refusal = checkRange(session.selected, offset, length);
+        refusal != status::good) {
+        return refusal;
+    }
+    exchange.reply.reserve(length + 2U);
+    image_.read(session.selected, offset, length, exchange.reply);
+    return status::good;
+}
+
+std::uint16_t Token::write(Exchange& exchange) {
+    const Session& session = exchange.session;
+    if (const auto refusal = checkSelected(session, typeFile); refusal != status::good) {
+        return refusal;
+    }
+    const std::uint16_t offset = get16(exchange.data, 0);
+    const std::uint16_t length = get16(exchange.data, 2);
+    if (const auto refusal = checkRange(session.selected, offset, length);
+        refusal != status::good) {
+        return refusal;
+    }
+    image_.write(session.selected, offset, exchange.data.subspan(4));
+    return status::good;
+}
+
+std::uint16_t Token::writeKey(Exchange& exchange) {
+    const Session& session = exchange.session;
+    if (const auto refusal = checkSelected(session, typeKey); refusal != status::good) {
+        return refusal;
+    }
+    image_.setKey(session.selected, exchange.data);
+    return status::good;
+}
+
+std::uint16_t Token::desx(Exchange& exchange) {
+    const Session& session = exchange.session;
+    if (!session.hasSelection() || session.selected.type != typeKey) {
+        return status::noKey;
+    }
+    const auto key = image_.key(session.selected);
+    if (!key) {
+        return status::wrongObject;
+    }
+    if (!isAllowed(session, session.selected)) {
+        return status::notAllowed;
+    }
+    Block block{};
+    std::copy_n(exchange.data.begin() + 1, block.size(), block.begin());
+    const Block result = token::desx(*key, exchange.data[0] == 1, block);
+    exchange.reply.assign(result.begin(), result.end());
+    return status::good;
+}
+
+std::uint16_t Token::getInfo(Exchange& exchange) {
+    Buffer& reply = exchange.reply;
+    reply.push_back(colourIce);
+    put16(reply, packages);
+    const Buffer serial = image_.serial();
+    if (serial.size() != 8) {
+        throw Fault("the serial number is damaged");
+    }
+    reply.insert(reply.end(), serial.begin(), serial.end());
+    put32(reply, image_.usage().bytes);
+    put32(reply, mostBytes);
+    return status::good;
+}
+
+std::uint16_t Token::getWord(Exchange& exchange) {
+    put16(exchange.reply, version);
+    return status::good;
+}
+
+}  // namespace token

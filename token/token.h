@@ -1,0 +1,57 @@
+#pragma once
+
+#include "token/bytes.h"
+#include "token/image.h"
+#include "token/session.h"
+
+namespace token {
+
+// The token's rules: what each command does, and what it is refused for.
+class Token {
+  public:
+    explicit Token(Image& image) : image_(image) {}
+
+    // Carries out one command and gives the whole reply, status word included. `session` is as the
+    // command leaves it. A failure of the image is the status word 0x6581 and changes nothing.
+    // Never throws Fault. One command at a time for one image.
+    Buffer execute(Session& session, Bytes command);
+
+  private:
+    struct Exchange {
+        Session& session;
+        Bytes data;
+        Buffer& reply;
+    };
+
+    struct Rule {
+        std::uint8_t ins;
+        bool (*hasRightLength)(Bytes data);
+        bool (*hasKnownValues)(Bytes data);
+        std::uint16_t (Token::*answer)(Exchange& exchange);
+    };
+
+    static const Rule rules[];
+    static const Rule* ruleOf(std::uint8_t ins);
+
+    std::uint16_t statusOf(Session& session, Bytes bytes, Buffer& reply);
+
+    std::uint16_t login(Exchange& exchange);
+    std::uint16_t logout(Exchange& exchange);
+    std::uint16_t changePassword(Exchange& exchange);
+    std::uint16_t select(Exchange& exchange);
+    std::uint16_t list(Exchange& exchange);
+    std::uint16_t create(Exchange& exchange);
+    std::uint16_t remove(Exchange& exchange);
+    std::uint16_t read(Exchange& exchange);
+    std::uint16_t write(Exchange& exchange);
+    std::uint16_t writeKey(Exchange& exchange);
+    std::uint16_t desx(Exchange& exchange);
+    std::uint16_t getInfo(Exchange& exchange);
+    std::uint16_t getWord(Exchange& exchange);
+
+    std::uint16_t roomFor(const Session& session, const Object& object);
+
+    Image& image_;
+};
+
+}  // namespace token
