@@ -1,0 +1,72 @@
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+
+#include "platform/posix/winscard_names.h"
+#include "platform/printable.h"
+#include "platform/resource_manager.h"
+
+using platform::resourceManager;
+
+namespace {
+
+// An operator whose program ends for a failed call is told why, in one line and one write.
+LONG told(const char* attempt, DWORD rv, const std::string& why) {
+    if (rv != 0) {
+        std::array<char, 16> number{};
+        std::snprintf(number.data(), number.size(), " (0x%x)", rv);
+        const std::string line = std::string("ksigil: cannot ") + attempt + ": " +
+                                 platform::printable(why) + number.data() + "\n";
+        if (write(STDERR_FILENO, line.data(), line.size()) < 0) {
+            // Nobody is left to be told.
+        }
+    }
+    return static_cast<LONG>(rv);
+}
+
+}  // namespace
+
+LONG SCardEstablishContext(DWORD scope, LPCVOID, LPCVOID, SCARDCONTEXT* context) {
+    std::string why;
+    const DWORD rv = resourceManager().establish(scope, *context, why);
+    return told("reach a resource manager", rv, why);
+}
+
+LONG SCardReleaseContext(SCARDCONTEXT context) {
+    return static_cast<LONG>(resourceManager().release(context));
+}
+
+LONG SCardConnectA(SCARDCONTEXT context, LPCSTR reader, DWORD shareMode, DWORD preferredProtocols,
+                   SCARDHANDLE* card, DWORD* activeProtocol) {
+    std::string why;
+    const DWORD rv = resourceManager().connect(context, reader, shareMode, preferredProtocols,
+                                               *card, *activeProtocol, why);
+    return told("connect to the token", rv, why);
+}
+
+LONG SCardReconnect(SCARDHANDLE card, DWORD shareMode, DWORD preferredProtocols,
+                    DWORD initialization, DWORD* activeProtocol) {
+    return static_cast<LONG>(resourceManager().reconnect(card, shareMode, preferredProtocols,
+                                                         initialization, *activeProtocol));
+}
+
+LONG SCardDisconnect(SCARDHANDLE card, DWORD disposition) {
+    return static_cast<LONG>(resourceManager().disconnect(card, disposition));
+}
+
+LONG SCardBeginTransaction(SCARDHANDLE card) {
+    std::string why;
+    const DWORD rv = resourceManager().begin(card, why);
+    return told("lock the token", rv, why);
+}
+
+LONG SCardEndTransaction(SCARDHANDLE card, DWORD disposition) {
+    return static_cast<LONG>(resourceManager().end(card, disposition));
+}
+
+LONG SCardTransmit(SCARDHANDLE card, const SCARD_IO_REQUEST* sendPci, const BYTE* sendBuffer,
+                   DWORD sendLength, SCARD_IO_REQUEST*, BYTE* receiveBuffer, DWORD* receiveLength) {
+    return static_cast<LONG>(resourceManager().transmit(card, sendPci->dwProtocol, sendBuffer,
+                                                        sendLength, receiveBuffer, *receiveLength));
+}

@@ -1,0 +1,10 @@
+#pragma once
+
+#include <string>
+
+namespace platform {
+
+// Where the program's reader leads, in words for the banner. Opens nothing and writes nothing.
+std::string readerTarget();
+
+}  // namespace platform

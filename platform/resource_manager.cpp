@@ -1,0 +1,50 @@
+#include "platform/resource_manager.h"
+
+#include <cstdlib>
+#include <memory>
+
+#include "platform/absent_resource_manager.h"
+#include "platform/embedded_resource_manager.h"
+#include "platform/printable.h"
+#include "platform/reader_target.h"
+#include "token/image_place.h"
+
+namespace platform {
+namespace {
+
+std::unique_ptr<ResourceManager> configured() {
+    const char* variable = std::getenv("KSIGIL_PCSC");
+    const bool set = variable != nullptr && *variable != '\0';
+    const std::string name = set ? variable : KSIGIL_PCSC_DEFAULT;
+    if (name == "embedded") {
+        return std::make_unique<EmbeddedResourceManager>(token::imagePlace());
+    }
+    if (name == "system") {
+        return std::make_unique<AbsentResourceManager>(
+            "this build has no resource manager \"system\"");
+    }
+    return std::make_unique<AbsentResourceManager>("KSIGIL_PCSC names \"" + name +
+                                                   "\", not \"embedded\" or \"system\"");
+}
+
+ResourceManager* replacement = nullptr;
+
+}  // namespace
+
+ResourceManager& resourceManager() {
+    if (replacement != nullptr) {
+        return *replacement;
+    }
+    static const std::unique_ptr<ResourceManager> manager = configured();
+    return *manager;
+}
+
+void useResourceManager(ResourceManager* manager) {
+    replacement = manager;
+}
+
+std::string readerTarget() {
+    return printable(resourceManager().leadsTo());
+}
+
+}  // namespace platform

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace platform {
+
+// A PC/SC resource manager: the narrowest set of calls that the SCard names need. Types are of
+// fixed width, so that an implementation may meet another PC/SC header of its own.
+//
+// Every call gives a PC/SC result, 0 for success. On failure nothing is opened, begun or sent, and
+// output arguments keep their values, but for transmit's receiveLength. `why` is set on failure, in
+// words for an operator, and left alone on success. Any thread may call at any time; `begin` and
+// `transmit` block while another connection holds the card.
+class ResourceManager {
+  public:
+    virtual ~ResourceManager() = default;
+
+    // Where a reader of this manager leads, in words that end a sentence.
+    virtual std::string leadsTo() const = 0;
+
+    virtual std::uint32_t establish(std::uint32_t scope, std::uint32_t& context,
+                                    std::string& why) = 0;
+    // Closes the context's connections too.
+    virtual std::uint32_t release(std::uint32_t context) = 0;
+
+    virtual std::uint32_t connect(std::uint32_t context, const char* reader,
+                                  std::uint32_t shareMode, std::uint32_t protocols,
+                                  std::uint32_t& card, std::uint32_t& activeProtocol,
+                                  std::string& why) = 0;
+    virtual std::uint32_t reconnect(std::uint32_t card, std::uint32_t shareMode,
+                                    std::uint32_t protocols, std::uint32_t initialization,
+                                    std::uint32_t& activeProtocol) = 0;
+    virtual std::uint32_t disconnect(std::uint32_t card, std::uint32_t disposition) = 0;
+
+    virtual std::uint32_t begin(std::uint32_t card, std::string& why) = 0;
+    virtual std::uint32_t end(std::uint32_t card, std::uint32_t disposition) = 0;
+
+    // `receiveLength` in: the room at `receive`, in bytes; out: the reply's length, or with
+    // 0x80100008 the length that the reply needs.
+    virtual std::uint32_t transmit(std::uint32_t card, std::uint32_t protocol,
+                                   const std::uint8_t* send, std::uint32_t sendLength,
+                                   std::uint8_t* receive, std::uint32_t& receiveLength) = 0;
+};
+
+// The manager that the SCard names forward to: the one that KSIGIL_PCSC names, chosen at first use.
+ResourceManager& resourceManager();
+
+// Puts another manager in its place, null for the configured one. For programs that drive the
+// talker on a manager of their own; no call may be in flight.
+void useResourceManager(ResourceManager* manager);
+
+}  // namespace platform
