@@ -1,0 +1,204 @@
+#include "apdulib/rm_apdutalker.h"
+
+#include "include/result_numbers.h"
+#include "support/security_attributes.h"
+
+namespace {
+
+constexpr const char* mutexName = "{69614115-19CA-4D5E-9B97-7DD75A3E9464}";
+constexpr DWORD anyProtocol = SCARD_PROTOCOL_T0 | SCARD_PROTOCOL_T1;
+
+std::string processUniqueName(const std::string& base) {
+    return std::to_string(GetCurrentProcessId()) + "_" + base;
+}
+
+}  // namespace
+
+RMApduTalker::RMApduTalker(const std::string& reader, u32 mode)
+    : readerName(reader),
+      shareMode(mode),
+      mutex(processUniqueName(mutexName), processSecurityAttributes().get()) {}
+
+RMApduTalker::~RMApduTalker() {
+    const LockGuard guard(&mutex);
+    if (mapping != nullptr) {
+        --table->refCount;
+        if (table->refCount == 0) {
+            for (ReaderContext& record : table->records) {
+                if (record.inUse()) {
+                    closeContext(record, SCARD_LEAVE_CARD);
+                }
+            }
+        }
+        closeTable();
+    }
+}
+
+u32 RMApduTalker::create() {
+    const LockGuard guard(&mutex);
+    u32 rv = result::success;
+    if (mapping == nullptr) {
+        rv = openTable();
+    }
+    return rv;
+}
+
+u32 RMApduTalker::openTable() {
+    u32 rv = result::success;
+    const std::string name = processUniqueName(readerName);
+    mapping = CreateFileMappingA(INVALID_HANDLE_VALUE, processSecurityAttributes().get(),
+                                 PAGE_READWRITE, 0, sizeof(ReaderContextTable), name.c_str());
+    const DWORD created = GetLastError();
+    if (mapping == nullptr) {
+        rv = created;
+    } else {
+        table = static_cast<ReaderContextTable*>(MapViewOfFile(
+            mapping, FILE_MAP_READ | FILE_MAP_WRITE, 0, 0, sizeof(ReaderContextTable)));
+        if (table == nullptr) {
+            rv = GetLastError();
+            closeTable();
+        } else {
+            if (created != ERROR_ALREADY_EXISTS) {
+                *table = {};
+            }
+            ++table->refCount;
+        }
+    }
+    return rv;
+}
+
+void RMApduTalker::closeTable() {
+    if (table != nullptr) {
+        UnmapViewOfFile(table);
+        table = nullptr;
+    }
+    CloseHandle(mapping);
+    mapping = nullptr;
+}
+
+u32 RMApduTalker::getContext(ReaderContext*& out) {
+    u32 rv = result::success;
+    const u32 threadId = GetCurrentThreadId();
+    ReaderContext* reservation = nullptr;
+    out = nullptr;
+    {
+        const LockGuard guard(&mutex);
+        if (mapping == nullptr) {
+            rv = result::fail;
+        } else {
+            out = table->find(threadId);
+            if (out == nullptr) {
+                reservation = table->reserve();
+                rv = reservation != nullptr ? result::success : result::outOfMemory;
+            }
+        }
+    }
+    if (reservation != nullptr) {
+        rv = openContext(threadId, *reservation, out);
+    }
+    return rv;
+}
+
+// Connects outside the mutex, so a slow connect holds no other thread up; the record then enters
+// the table complete.
+u32 RMApduTalker::openContext(u32 threadId, ReaderContext& reservation, ReaderContext*& out) {
+    ReaderContext opened{};
+    opened.threadId = threadId;
+    u32 rv = static_cast<u32>(
+        SCardEstablishContext(SCARD_SCOPE_SYSTEM, nullptr, nullptr, &opened.context));
+    if (rv == result::success) {
+        rv = static_cast<u32>(SCardConnectA(opened.context, readerName.c_str(), shareMode,
+                                            anyProtocol, &opened.card, &opened.activeProtocol));
+    }
+    if (rv == result::success) {
+        const LockGuard guard(&mutex);
+        reservation = opened;
+        out = &reservation;
+    } else {
+        closeContext(opened, SCARD_LEAVE_CARD);
+        reservation.release();
+    }
+    return rv;
+}
+
+void RMApduTalker::closeContext(ReaderContext& record, u32 disposition) {
+    if (record.card != 0) {
+        SCardDisconnect(record.card, disposition);
+    }
+    if (record.inUse()) {
+        SCardReleaseContext(record.context);
+    }
+    const LockGuard guard(&mutex);
+    record = {};
+}
+
+void RMApduTalker::detach(u32 disposition) {
+    ReaderContext* own = nullptr;
+    if (getContext(own) == result::success) {
+        closeContext(*own, disposition);
+    }
+}
+
+u32 RMApduTalker::reconnect(u32 initialization) {
+    ReaderContext* own = nullptr;
+    u32 rv = getContext(own);
+    if (rv == result::success) {
+        rv = static_cast<u32>(SCardReconnect(own->card, shareMode, anyProtocol, initialization,
+                                             &own->activeProtocol));
+    }
+    return rv;
+}
+
+SCARDHANDLE RMApduTalker::getCardHandle() {
+    ReaderContext* own = nullptr;
+    return getContext(own) == result::success ? own->card : 0;
+}
+
+u32 RMApduTalker::lock() {
+    ReaderContext* own = nullptr;
+    u32 rv = getContext(own);
+    if (rv == result::success) {
+        if (own->lockCount == 0) {
+            rv = static_cast<u32>(SCardBeginTransaction(own->card));
+            if (rv == result::success) {
+                ++own->lockCount;
+                own->lockGrabbed();
+            }
+        } else {
+            ++own->lockCount;
+        }
+    }
+    return rv;
+}
+
+u32 RMApduTalker::unlock(u32 disposition) {
+    ReaderContext* own = nullptr;
+    u32 rv = getContext(own);
+    if (rv == result::success) {
+        if (own->lockCount == 1) {
+            rv = static_cast<u32>(SCardEndTransaction(own->card, disposition));
+            if (rv == result::success) {
+                --own->lockCount;
+                own->lockReleased();
+            }
+        } else if (own->lockCount > 1) {
+            --own->lockCount;
+        }
+    }
+    return rv;
+}
+
+u32 RMApduTalker::transmit(const u8* sendBuffer, u32 sendLength, u8* receiveBuffer,
+                           u32* receiveLength) {
+    ReaderContext* own = nullptr;
+    u32 rv = getContext(own);
+    if (rv == result::success) {
+        const SCARD_IO_REQUEST* const header =
+            own->activeProtocol == SCARD_PROTOCOL_T0 ? SCARD_PCI_T0 : SCARD_PCI_T1;
+        DWORD length = *receiveLength;
+        rv = static_cast<u32>(SCardTransmit(own->card, header, sendBuffer, sendLength, nullptr,
+                                            receiveBuffer, &length));
+        *receiveLength = length;
+    }
+    return rv;
+}

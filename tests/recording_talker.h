@@ -1,0 +1,125 @@
+#pragma once
+
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "apdulib/apdu_talker.h"
+#include "include/basic_types.h"
+
+using Bytes = std::vector<u8>;
+
+inline std::string hex(const Bytes& bytes) {
+    std::string text;
+    for (const u8 byte : bytes) {
+        text += "0123456789abcdef"[byte >> 4];
+        text += "0123456789abcdef"[byte & 0xF];
+    }
+    return text;
+}
+
+inline void append16(Bytes& bytes, u32 value) {
+    bytes.insert(bytes.end(), {static_cast<u8>(value), static_cast<u8>(value >> 8)});
+}
+
+// Keeps every frame and the room for its reply, and gives the same answer to all.
+class RecordingTalker : public ApduTalker {
+  public:
+    struct Answer {
+        u32 rv = 0;
+        Bytes bytes{0x00, 0x90};  // what arrives, status word included; beyond the room only told
+    };
+
+    Answer answer;
+    std::vector<Bytes> frames;
+    std::vector<u32> rooms;
+
+    u32 transmit(const u8* send, u32 sendLength, u8* receive, u32* receiveLength) override {
+        frames.emplace_back(send, send + sendLength);
+        rooms.push_back(*receiveLength);
+        const Answer given = answerTo(frames.back(), *receiveLength);
+        const std::size_t copied = std::min<std::size_t>(given.bytes.size(), *receiveLength);
+        std::copy_n(given.bytes.begin(), copied, receive);
+        *receiveLength = static_cast<u32>(given.bytes.size());
+        return given.rv;
+    }
+
+  protected:
+    virtual Answer answerTo(const Bytes&, u32) { return answer; }
+};
+
+// A small token: objects by path, no password. It tells each frame as its name and data field, a
+// selection as its path: "select 3f00a1a1, read 0000da03". It refuses the one that reads `refused`
+// with 0x6982, and lets a test change any reply on its way to the host.
+class TokenTalker : public RecordingTalker {
+  public:
+    struct Object {
+        u8 type;
+        u8 attribute;
+        u8 size;  // low byte; the high one is 3
+        std::vector<u16> children;
+    };
+
+    std::map<std::string, Object> objects{
+        {"3f00", {2, 0, 0, {1, 2, 0xD800}}}, {"3f000001", {1, 0, 0xDB, {}}},
+        {"3f000002", {3, 2, 0, {}}},         {"3f00d800", {2, 1, 0, {0xA1A1}}},
+        {"3f00d800a1a1", {1, 1, 0xFF, {}}},  {"3f00d900", {2, 0, 0, {}}}};
+    std::string refused;
+    std::function<void(std::size_t index, u32 room, Answer& given)> change = [](std::size_t, u32,
+                                                                                Answer&) {};
+    std::string words;
+
+    static Bytes content(u32 offset, u32 length) {
+        Bytes bytes;
+        for (u32 i = 0; i < length; ++i) {
+            bytes.push_back(static_cast<u8>(0x11 + (offset + i) % 0x61));
+        }
+        return bytes;
+    }
+
+  protected:
+    Answer answerTo(const Bytes& frame, u32 room) override {
+        const Bytes field(frame.begin() + 7, frame.end());
+        std::string path;
+        for (std::size_t at = 2; frame[1] == 0xA4 && at < field.size(); at += 2) {
+            path += hex({field.at(at + 1), field[at]});
+        }
+        const std::string word = names.at(frame[1]) + " " + (path.empty() ? hex(field) : path);
+        words += (words.empty() ? "" : ", ") + word;
+        const bool isFound = path.empty() || objects.contains(path);
+        const u32 status = word == refused ? 0x6982 : isFound ? 0x9000 : 0x6407;
+        Answer given{0, status == 0x9000 ? replyTo(frame[1], field, path) : Bytes()};
+        append16(given.bytes, status);
+        change(frames.size() - 1, room, given);
+        return given;
+    }
+
+  private:
+    Bytes replyTo(u8 ins, const Bytes& field, const std::string& path) {
+        Bytes reply;
+        if (ins == 0xA4) {
+            const Object& at = selected_ = objects.at(path);
+            reply = {0xEE, 0xEE, at.type, at.attribute, at.size, 3, 0xEE, 0xEE};
+        } else if (ins == 0xD2) {
+            append16(reply, static_cast<u32>(selected_.children.size()));
+            for (const u16 id : selected_.children) {
+                append16(reply, id);
+            }
+        } else if (ins == 0xB0) {
+            reply = content(field[0] + 256U * field[1], field[2] + 256U * field[3]);
+        } else if (ins == 0xD8) {  // stands for the cipher: every bit turned
+            for (std::size_t at = 1; at < 9; ++at) {
+                reply.push_back(static_cast<u8>(~field.at(at)));
+            }
+        }
+        return reply;
+    }
+
+    const std::map<u8, std::string> names{{0x20, "login"},  {0xD4, "change"}, {0xDC, "logout"},
+                                          {0xE0, "create"}, {0xE2, "delete"}, {0xA4, "select"},
+                                          {0xB0, "read"},   {0xD0, "write"},  {0xD6, "key"},
+                                          {0xD2, "list"},   {0xD8, "desx"}};
+    Object selected_{};
+};
