@@ -1,0 +1,15 @@
+#include <iostream>
+
+#include "shell/qv_shell.h"
+
+int main(int argc, char**) {
+    std::ios::sync_with_stdio(false);
+    int status = 1;
+    if (argc == 2) {
+        QVShell shell("VDW ifdh 0");
+        status = shell.run();
+    } else {
+        std::cout << "Usage QVSh <readername>\n";
+    }
+    return status;
+}
