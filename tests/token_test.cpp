@@ -255,6 +255,26 @@ TEST_F(TokenTest, IsAtMost255LevelsDeep) {
     EXPECT_EQ(send("E0", "020000000100"), "0564");
 }
 
+TEST_F(TokenTest, LetsNoOvertakenChangeHappen) {
+    token::Image image(path_);
+    token::Token token(image);
+    token::Session session;
+    const auto sent = [&](const char* ins, const char* data, bool overtaken) {
+        return hexOf(token.execute(session, frameOf(ins, data), [=] { return !overtaken; }));
+    };
+    sent("20", loginFrame, false);
+    sent("A4", "0001003F", false);
+    EXPECT_EQ(sent("E0", "010001000100", true), "8165");
+    EXPECT_EQ(sent("D4", "0161", true), "8165");
+    EXPECT_EQ(sent("20", loginFrame, false), "0090");
+    EXPECT_EQ(sent("D2", "000000", false), "00000090");
+    EXPECT_EQ(sent("E0", "020000000100", false), "0090");
+    EXPECT_EQ(sent("A4", "0002003F0100", false).substr(16), "0090");
+    EXPECT_EQ(sent("E2", "02", true), "8165");
+    damage("DELETE FROM object");  // as a frame of before a reset may do to a selection
+    EXPECT_EQ(sent("E0", "010001000100", false), "8165");
+}
+
 TEST_F(TokenTest, AnswersForADamagedImage) {
     run({{"root", "A4", "0001003F", "003F0200000000000090"},
          {"file", "E0", "0100FF080100", "0090"},

@@ -19,6 +19,21 @@ Outcome outcomeOf(Power::Condition condition) {
     return Outcome::good;
 }
 
+// Holds the token for one frame outside a transaction.
+class FrameHolding {
+  public:
+    explicit FrameHolding(Power& power) : power_(power) {}
+    FrameHolding(const FrameHolding&) = delete;
+    FrameHolding& operator=(const FrameHolding&) = delete;
+    ~FrameHolding() { power_.letGo(holding_); }
+
+    Power::Condition take(const Power::Sight& sight) { return power_.take(sight, holding_); }
+
+  private:
+    Power& power_;
+    Holding holding_;
+};
+
 }  // namespace
 
 Connection::Connection(std::shared_ptr<OpenToken> token)
@@ -30,6 +45,11 @@ Connection::~Connection() {
 
 Outcome Connection::reconnect(After after) {
     const std::lock_guard guard(calls_);
+    if (after == After::reset) {
+        token_->power().reset();
+    }
+    // The sight first: what happens behind it is met.
+    const Power::Sight sight = token_->power().sight();
     try {
         if (!token_->image().present()) {
             return Outcome::removed;
@@ -37,10 +57,7 @@ Outcome Connection::reconnect(After after) {
     } catch (const Fault&) {
         return Outcome::unusable;
     }
-    if (after == After::reset) {
-        token_->power().reset();
-    }
-    sight_ = token_->power().sight();
+    sight_ = sight;
     return Outcome::good;
 }
 
@@ -81,29 +98,27 @@ Outcome Connection::transmit(Bytes command, Buffer& reply) {
     if (inTransaction()) {
         return exchange(command, reply);
     }
-    Power& power = token_->power();
-    Holding forTheFrame;
-    Outcome outcome = outcomeOf(power.take(sight_, forTheFrame));
-    if (outcome == Outcome::good) {
-        outcome = exchange(command, reply);
-        power.letGo(forTheFrame);
-    }
-    return outcome;
+    FrameHolding holding(token_->power());
+    const Outcome outcome = outcomeOf(holding.take(sight_));
+    return outcome == Outcome::good ? exchange(command, reply) : outcome;
 }
 
 Outcome Connection::exchange(Bytes command, Buffer& reply) {
     Power& power = token_->power();
+    const Power::Sight sight = sight_;
     Session session;
-    const Power::Condition before = power.load(sight_, session);
+    const Power::Condition before = power.load(sight, session);
     if (before != Power::Condition::good) {
         return outcomeOf(before);
     }
-    reply = token_->token().execute(session, command);
-    return outcomeOf(power.store(sight_, session));
+    const auto fence = [&power, &sight] {
+        return power.condition(sight) == Power::Condition::good;
+    };
+    reply = token_->token().execute(session, command, fence);
+    return outcomeOf(power.store(sight, session));
 }
 
 void Connection::reset() {
-    const std::lock_guard guard(calls_);
     token_->power().reset();
     sight_ = token_->power().sight();
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 
@@ -43,7 +44,8 @@ class Connection {
     // for those of others.
     Outcome transmit(Bytes command, Buffer& reply);
 
-    // Ends selection, login and everybody's transaction. This connection need not reconnect.
+    // Ends selection, login and everybody's transaction. This connection need not reconnect. Waits
+    // for nobody, not for a call of this connection either.
     void reset();
 
   private:
@@ -52,7 +54,7 @@ class Connection {
 
     std::shared_ptr<OpenToken> token_;
     std::mutex calls_;
-    Power::Sight sight_;
+    std::atomic<Power::Sight> sight_;
     Holding holding_;
     unsigned depth_ = 0;
 };

@@ -1,15 +1,20 @@
 #pragma once
 
+#include <fcntl.h>
 #include <unistd.h>
-
-#include <utility>
 
 namespace token {
 
-// A file descriptor, closed with its owner.
+// A file descriptor, closed with its owner. Never one of the three standard ones, which a program
+// that was started without them would write its messages to.
 class File {
   public:
-    explicit File(int descriptor) : descriptor_(descriptor) {}
+    explicit File(int descriptor) : descriptor_(descriptor) {
+        if (isOpen() && descriptor_ <= STDERR_FILENO) {
+            descriptor_ = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+            close(descriptor);
+        }
+    }
     File(const File&) = delete;
     File& operator=(const File&) = delete;
     ~File() {

@@ -14,31 +14,16 @@ namespace {
 
 constexpr int busyMilliseconds = 1000;
 
-Image::Identity identityOf(const std::string& path) {
-    struct stat about {};
-    if (stat(path.c_str(), &about) != 0) {
-        throw systemFault("cannot look at the image", path);
-    }
-    return {about.st_dev, about.st_ino};
-}
-
-// An image that can be read but not written, or that another program holds, is found here and not
-// at the first frame.
+// Nothing is written before the statements have shown that the tables are an image's.
 Database opened(const std::string& path) {
-    try {
-        Database database(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX);
-        if (sqlite3_db_readonly(database.handle(), "main") != 0) {
-            throw Fault("it is read-only");
-        }
-        sqlite3_busy_timeout(database.handle(), busyMilliseconds);
-        sqlite3_db_config(database.handle(), SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
-        database.execute("PRAGMA trusted_schema = OFF; PRAGMA cell_size_check = ON;");
-        database.execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL;");
-        { const Transaction proof(database); }
-        return database;
-    } catch (const Fault& fault) {
-        throw Fault("the image " + path + " cannot be used: " + fault.what());
+    Database database(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX);
+    if (sqlite3_db_readonly(database.handle(), "main") != 0) {
+        throw Fault("it is read-only");
     }
+    sqlite3_busy_timeout(database.handle(), busyMilliseconds);
+    sqlite3_db_config(database.handle(), SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+    database.execute("PRAGMA trusted_schema = OFF; PRAGMA cell_size_check = ON");
+    return database;
 }
 
 std::int64_t firstPage(const Object& file) {
@@ -64,7 +49,8 @@ Bytes wholePage(const Query& query, int column, const Object& file, std::int64_t
 }  // namespace
 
 Image::Statements::Statements(Database& database)
-    : child(database,
+    : exists(database, "SELECT 1 FROM object WHERE number = ?"),
+      child(database,
             "SELECT number, size, type, attribute FROM object WHERE parent = ? AND id = ?"),
       children(database, "SELECT id FROM object WHERE parent = ? ORDER BY number LIMIT ?"),
       childCount(database, "SELECT count(*) FROM object WHERE parent = ?"),
@@ -85,8 +71,26 @@ Image::Statements::Statements(Database& database)
       token(database, "SELECT serial, present FROM token"),
       setPresent(database, "UPDATE token SET present = ?") {}
 
-Image::Image(const std::string& path)
-    : identity_(identityOf(path)), database_(opened(path)), statements_(database_) {}
+// An image that another program holds is found here and not at the first command.
+Image::Image(const std::string& path) : database_(opened(path)), statements_(database_) {
+    database_.execute("PRAGMA journal_mode = TRUNCATE; PRAGMA synchronous = FULL");
+    const Transaction proof(database_);
+}
+
+Image::Change::Change(Image& image) : guard_(image.mutex_), transaction_(image.database_) {}
+
+void Image::Change::commit(const Fence& fence) {
+    if (!fence()) {
+        throw Fault("the change was overtaken");
+    }
+    transaction_.commit();
+}
+
+bool Image::exists(std::int64_t number) {
+    const std::lock_guard guard(mutex_);
+    Query query(statements_.exists);
+    return number == rootObject.number || query.bind(number).step();
+}
 
 std::optional<Object> Image::child(std::int64_t parent, std::uint16_t id) {
     const std::lock_guard guard(mutex_);
@@ -134,7 +138,6 @@ Image::Usage Image::usage() {
 
 void Image::create(std::int64_t parent, const Object& object) {
     const std::lock_guard guard(mutex_);
-    Transaction transaction(database_);
     Query(statements_.create)
         .bind(parent)
         .bind(std::int64_t{object.id})
@@ -152,12 +155,10 @@ void Image::create(std::int64_t parent, const Object& object) {
                 .run();
         }
     }
-    transaction.commit();
 }
 
 void Image::remove(const Object& object) {
     const std::lock_guard guard(mutex_);
-    Transaction transaction(database_);
     Query(statements_.removePages)
         .bind(firstPage(object))
         .bind(firstPage(object) + pagesAnObject - 1)
@@ -166,7 +167,6 @@ void Image::remove(const Object& object) {
     if (sqlite3_changes(database_.handle()) != 1) {
         missing();
     }
-    transaction.commit();
 }
 
 void Image::read(const Object& file, std::uint16_t offset, std::uint16_t length, Buffer& out) {
@@ -196,7 +196,6 @@ void Image::write(const Object& file, std::uint16_t offset, Bytes bytes) {
         return;
     }
     const std::lock_guard guard(mutex_);
-    Transaction transaction(database_);
     std::int64_t at = offset;
     while (!bytes.empty()) {
         const std::int64_t page = at / pageLength;
@@ -206,7 +205,6 @@ void Image::write(const Object& file, std::uint16_t offset, Bytes bytes) {
         bytes = bytes.subspan(chunk);
         at += static_cast<std::int64_t>(chunk);
     }
-    transaction.commit();
 }
 
 void Image::writePage(const Object& file, std::int64_t page, std::int64_t at, Bytes bytes) {
@@ -243,12 +241,10 @@ std::optional<KeyValue> Image::key(const Object& key) {
 
 void Image::setKey(const Object& key, Bytes value) {
     const std::lock_guard guard(mutex_);
-    Transaction transaction(database_);
     Query(statements_.setKey).bind(value).bind(key.number).run();
     if (sqlite3_changes(database_.handle()) != 1) {
         missing();
     }
-    transaction.commit();
 }
 
 PasswordRecord Image::password() {
@@ -269,7 +265,6 @@ PasswordRecord Image::password() {
 
 void Image::setPassword(const PasswordRecord& record) {
     const std::lock_guard guard(mutex_);
-    Transaction transaction(database_);
     Query(statements_.setPassword)
         .bind(std::int64_t{record.costN})
         .bind(std::int64_t{record.costP})
@@ -279,7 +274,6 @@ void Image::setPassword(const PasswordRecord& record) {
     if (sqlite3_changes(database_.handle()) != 1) {
         missing();
     }
-    transaction.commit();
 }
 
 Buffer Image::serial() {
@@ -303,12 +297,10 @@ bool Image::present() {
 
 void Image::setPresent(bool present) {
     const std::lock_guard guard(mutex_);
-    Transaction transaction(database_);
     Query(statements_.setPresent).bind(std::int64_t{present}).run();
     if (sqlite3_changes(database_.handle()) != 1) {
         missing();
     }
-    transaction.commit();
 }
 
 }  // namespace token

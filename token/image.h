@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -12,17 +13,10 @@
 namespace token {
 
 // The durable token: its tree, contents, password and whether it stands in its reader, kept in one
-// SQLite file. Each change is one transaction, on the disk when its call returns. Throws Fault, and
-// has then changed nothing. Any thread; one call at a time.
+// SQLite file. A change is on the disk when its commit returns. Throws Fault, and the change at
+// hand then comes to nothing. Any thread; one call at a time.
 class Image {
   public:
-    struct Identity {
-        std::uint64_t device;
-        std::uint64_t file;
-
-        bool operator==(const Identity&) const = default;
-    };
-
     struct Usage {
         std::uint32_t objects;
         std::uint32_t bytes;
@@ -31,8 +25,24 @@ class Image {
     // Opens an image that isImage() knows as one.
     explicit Image(const std::string& path);
 
-    Identity identity() const { return identity_; }
+    // What a change asks before it becomes durable; false lets nothing of it happen.
+    using Fence = std::function<bool()>;
 
+    // A change and all that was looked at for it: nobody else changes anything meanwhile, and
+    // nothing is changed unless it is committed. The operations that change need one.
+    class Change {
+      public:
+        explicit Change(Image& image);
+
+        // Throws Fault if the fence gives false.
+        void commit(const Fence& fence);
+
+      private:
+        std::unique_lock<std::recursive_mutex> guard_;
+        Transaction transaction_;
+    };
+
+    bool exists(std::int64_t number);
     std::optional<Object> child(std::int64_t parent, std::uint16_t id);
     // In order of creation, at most `limit`.
     std::vector<std::uint16_t> children(std::int64_t parent, std::uint32_t limit);
@@ -62,7 +72,7 @@ class Image {
     struct Statements {
         explicit Statements(Database& database);
 
-        Statement child, children, childCount, usage;
+        Statement exists, child, children, childCount, usage;
         Statement create, createPage, remove, removePages;
         Statement readPages, readPage, writePage;
         Statement key, setKey;
@@ -72,8 +82,7 @@ class Image {
 
     void writePage(const Object& file, std::int64_t page, std::int64_t at, Bytes bytes);
 
-    std::mutex mutex_;
-    Identity identity_;
+    std::recursive_mutex mutex_;
     Database database_;
     Statements statements_;
 };

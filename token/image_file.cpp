@@ -3,8 +3,11 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <array>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
 
 #include "token/fault.h"
@@ -66,54 +69,72 @@ class PassingFile {
     bool kept_ = false;
 };
 
+void syncToDisk(const std::string& path, int flags) {
+    const File file(open(path.c_str(), flags | O_CLOEXEC));
+    if (!file.isOpen() || fsync(file.descriptor()) != 0) {
+        throw systemFault("cannot write", path);
+    }
+}
+
 void makeFolders(const fs::path& folder) {
     if (folder.empty() || fs::exists(folder)) {
         return;
     }
     makeFolders(folder.parent_path());
-    if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) {
+    if (mkdir(folder.c_str(), 0700) != 0) {
+        if (errno != EEXIST) {
+            throw systemFault("cannot make the folder", folder);
+        }
+    } else if (chmod(folder.c_str(), 0700) != 0) {  // whatever the umask
         throw systemFault("cannot make the folder", folder);
     }
+    syncToDisk(folder.parent_path(), O_RDONLY | O_DIRECTORY);
 }
 
-std::string uriOf(const std::string& path) {
-    std::string uri = "file:";
-    for (const char c : path) {
-        if (c == '%' || c == '?' || c == '#') {
-            char escaped[4];
-            std::snprintf(escaped, sizeof escaped, "%%%02x", static_cast<unsigned>(c));
-            uri += escaped;
-        } else {
-            uri += c;
-        }
+// Read through the database's own open file, but not as a database: nothing is locked, recovered or
+// written, and a crash that left the file shorter or longer than it says is no matter.
+std::array<std::uint8_t, 100> headerOf(const std::string& path) {
+    const Database database(path, SQLITE_OPEN_READONLY);
+    sqlite3_file* file = nullptr;
+    sqlite3_file_control(database.handle(), "main", SQLITE_FCNTL_FILE_POINTER, &file);
+    std::array<std::uint8_t, 100> header{};
+    const int error = file == nullptr || file->pMethods == nullptr
+                          ? SQLITE_CANTOPEN
+                          : file->pMethods->xRead(file, header.data(), header.size(), 0);
+    if (error != SQLITE_OK && error != SQLITE_IOERR_SHORT_READ) {
+        throw Fault(path + " cannot be read: " + sqlite3_errstr(error));
     }
-    return uri;
+    return header;
 }
 
-std::int64_t pragma(Database& database, const char* sql) {
-    Statement statement(database, sql);
-    Query query(statement);
-    return query.step() ? query.integer(0) : 0;
+std::int64_t number(const std::array<std::uint8_t, 100>& header, std::size_t at) {
+    return std::int64_t{header[at]} << 24 | header[at + 1] << 16 | header[at + 2] << 8 |
+           header[at + 3];
 }
 
-// Both numbers stand in the file's first bytes from its making on. Read as immutable, the file is
-// neither locked nor recovered, so another program's database stays as it is.
+// Both numbers stand in the file's first bytes from its making on.
 void checkHeader(const std::string& path) {
-    std::int64_t applicationId = 0;
-    std::int64_t version = 0;
-    try {
-        Database database(uriOf(path) + "?immutable=1", SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
-        applicationId = pragma(database, "PRAGMA application_id");
-        version = pragma(database, "PRAGMA user_version");
-    } catch (const Fault& fault) {
-        throw Fault(path + " cannot be read as a token image: " + fault.what());
-    }
-    if (applicationId != imageApplicationId) {
+    constexpr std::size_t versionAt = 60;
+    constexpr std::size_t applicationIdAt = 68;
+    const auto header = headerOf(path);
+    if (std::memcmp(header.data(), "SQLite format 3", 16) != 0 ||
+        number(header, applicationIdAt) != imageApplicationId) {
         throw Fault(path + " is not a token image");
     }
-    if (version != imageVersion) {
+    if (const std::int64_t version = number(header, versionAt); version != imageVersion) {
         throw Fault(path + " is a token image of version " + std::to_string(version) +
                     "; this program knows version " + std::to_string(imageVersion));
+    }
+}
+
+// What a lost image left beside it would be taken for a part of a new one.
+void checkLeftovers(const std::string& path) {
+    for (const char* ending : {"-journal", "-wal"}) {
+        struct stat about {};
+        if (stat((path + ending).c_str(), &about) == 0 && about.st_size != 0) {
+            throw Fault("there is no image " + path + ", but " + path + ending +
+                        " of it: put the image back, or delete that file");
+        }
     }
 }
 
@@ -136,16 +157,8 @@ void fill(const std::string& path) {
         .run();
     database.execute("COMMIT");
     const std::string numbers = "PRAGMA application_id = " + std::to_string(imageApplicationId) +
-                                "; PRAGMA user_version = " + std::to_string(imageVersion) +
-                                "; PRAGMA journal_mode = WAL";
+                                "; PRAGMA user_version = " + std::to_string(imageVersion);
     database.execute(numbers.c_str());
-}
-
-void syncToDisk(const std::string& path, int flags) {
-    const File file(open(path.c_str(), flags | O_CLOEXEC));
-    if (!file.isOpen() || fsync(file.descriptor()) != 0) {
-        throw systemFault("cannot write", path);
-    }
 }
 
 }  // namespace
@@ -153,7 +166,8 @@ void syncToDisk(const std::string& path, int flags) {
 std::string realImagePath(const ImagePlace& place) {
     if (place.path.empty()) {
         throw Fault(
-            "the image has no place: KSIGIL_TOKEN, XDG_DATA_HOME and HOME are all unset or empty");
+            "the image has no place: KSIGIL_TOKEN is unset, and XDG_DATA_HOME and HOME name no "
+            "absolute path");
     }
     const fs::path path(place.path);
     try {
@@ -168,6 +182,14 @@ std::string realImagePath(const ImagePlace& place) {
         throw Fault("the place of the image " + place.path +
                     " cannot be found: " + error.code().message());
     }
+}
+
+FileIdentity identityOf(const std::string& path) {
+    struct stat about {};
+    if (stat(path.c_str(), &about) != 0) {
+        throw systemFault("cannot look at the image", path);
+    }
+    return {about.st_dev, about.st_ino};
 }
 
 bool isImage(const std::string& path) {
@@ -192,15 +214,13 @@ bool isImage(const std::string& path) {
 }
 
 void makeImage(const std::string& path) {
-    const std::string unfinished = path + ".new";
-    unlink(unfinished.c_str());  // left by a maker that died
-    PassingFile passing(unfinished);
-    {
-        const File file(open(unfinished.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-        if (!file.isOpen()) {
-            throw systemFault("cannot make the image", path);
-        }
+    checkLeftovers(path);
+    std::string unfinished = path + ".XXXXXX";
+    const File file(mkostemp(unfinished.data(), O_CLOEXEC));
+    if (!file.isOpen() || fchmod(file.descriptor(), 0600) != 0) {
+        throw systemFault("cannot make the image", path);
     }
+    PassingFile passing(unfinished);
     try {
         fill(unfinished);
     } catch (const Fault& fault) {

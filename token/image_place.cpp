@@ -17,9 +17,9 @@ ImagePlace imagePlace() {
         return {named, false};
     }
     std::string data = variable("XDG_DATA_HOME");
-    if (data.empty() || data.front() != '/') {  // a relative one is to be ignored
+    if (data.empty() || data.front() != '/') {  // a relative one counts as unset, as HOME
         const std::string home = variable("HOME");
-        if (home.empty()) {
+        if (home.empty() || home.front() != '/') {
             return {};
         }
         data = home + "/.local/share";

@@ -24,6 +24,17 @@ struct Content {
     std::uint64_t stamp;
 };
 
+int openAt(const std::string& path) {
+    constexpr int flags = O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
+    int descriptor = open(path.c_str(), flags | O_CREAT | O_EXCL, 0600);
+    if (descriptor >= 0) {
+        fchmod(descriptor, 0600);  // whatever the umask
+    } else if (errno == EEXIST) {
+        descriptor = open(path.c_str(), flags);
+    }
+    return descriptor;
+}
+
 struct flock range(short type, std::int64_t from, std::int64_t length) {
     struct flock lock {};
     lock.l_type = type;
@@ -36,14 +47,17 @@ struct flock range(short type, std::int64_t from, std::int64_t length) {
 }  // namespace
 
 LockFile::LockFile(const std::string& imagePath)
-    : path_(imagePath + ".lock"),
-      file_(open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600)) {
+    : path_(imagePath + ".lock"), file_(openAt(path_)) {
     struct stat about {};
     if (!file_.isOpen() || fstat(file_.descriptor(), &about) != 0) {
         throw systemFault("cannot lock the image with", path_);
     }
-    if (!S_ISREG(about.st_mode)) {
-        throw Fault("cannot lock the image with " + path_ + ": it is not a file");
+    Content content{};
+    const bool isOurs = about.st_size == 0 ||
+                        (pread(file_.descriptor(), &content, sizeof content, 0) == sizeof content &&
+                         content.magic == magic);
+    if (!S_ISREG(about.st_mode) || !isOurs) {
+        throw Fault("cannot lock the image with " + path_ + ": it is something else");
     }
 }
 
@@ -61,7 +75,17 @@ bool LockFile::isLocked(std::int64_t from, std::int64_t length) const {
     return fcntl(file_.descriptor(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
 }
 
-LockFile::Connecting::Connecting(const LockFile& file) : file_(file) {
+void LockFile::shareWithOwnerOf(const std::string& imagePath) const {
+    struct stat image {};
+    struct stat own {};
+    if (geteuid() == 0 && stat(imagePath.c_str(), &image) == 0 &&
+        fstat(file_.descriptor(), &own) == 0 && own.st_uid != image.st_uid &&
+        fchown(file_.descriptor(), image.st_uid, image.st_gid) != 0) {
+        throw systemFault("cannot share", path_);
+    }
+}
+
+LockFile::Connecting::Connecting(const LockFile& file) : file_(file), thread_(file.connecting_) {
     if (!file_.setLock(F_WRLCK, connectingPlace, true)) {
         throw systemFault("cannot lock the image with", file_.path_);
     }

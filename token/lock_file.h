@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <mutex>
 #include <string>
 
 #include "token/file.h"
@@ -19,10 +20,15 @@ class LockFile {
         std::uint64_t stamp = 0;
     };
 
-    // Opens or makes PATH.lock, with mode 0600. Throws Fault.
+    // Opens or makes PATH.lock, with mode 0600. Throws Fault, also for a file that is none of
+    // these.
     explicit LockFile(const std::string& imagePath);
 
-    // While it lives, no other process or LockFile connects to or powers the image. Waits.
+    // Gives a lock file that the superuser has just made to the image's owner, who could not use
+    // it otherwise. To be called while Connecting, when there is an image.
+    void shareWithOwnerOf(const std::string& imagePath) const;
+
+    // While it lives, nobody else connects to or powers the image. Waits.
     class Connecting {
       public:
         explicit Connecting(const LockFile& file);
@@ -32,6 +38,7 @@ class LockFile {
 
       private:
         const LockFile& file_;
+        std::unique_lock<std::mutex> thread_;  // the system tells processes apart, not threads
     };
 
     // Read and written while Connecting. What cannot be read is no memory.
@@ -50,6 +57,7 @@ class LockFile {
 
     std::string path_;
     File file_;
+    mutable std::mutex connecting_;
 };
 
 }  // namespace token

@@ -1,5 +1,6 @@
 #include "token/open_token.h"
 
+#include "token/fault.h"
 #include "token/image_file.h"
 
 namespace token {
@@ -18,8 +19,15 @@ OpenToken::OpenToken(const std::string& path) : lockFile_(looked(path)) {
     if (!isImage(path)) {
         makeImage(path);
     }
-    image_.emplace(path);
-    power_.emplace(lockFile_, *image_);
+    lockFile_.shareWithOwnerOf(path);
+    // Power first: it refuses an image that took the place of the one that is powered, before the
+    // database touches it.
+    power_.emplace(lockFile_, identityOf(path));
+    try {
+        image_.emplace(path);
+    } catch (const Fault& fault) {
+        throw Fault("the image " + path + " cannot be used: " + fault.what());
+    }
     token_.emplace(*image_);
 }
 

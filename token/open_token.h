@@ -23,8 +23,8 @@ class OpenToken {
 
   private:
     LockFile lockFile_;
-    std::optional<Image> image_;
     std::optional<Power> power_;
+    std::optional<Image> image_;
     std::optional<Token> token_;
 };
 

@@ -31,11 +31,11 @@ void initialiseGuard(pthread_mutex_t& guard) {
     pthread_mutexattr_destroy(&attributes);
 }
 
-SharedMemory powerUp(const LockFile& lockFile, const Image& image) {
+SharedMemory powerUp(const LockFile& lockFile, const FileIdentity& image) {
     SharedMemory memory = SharedMemory::make(sizeof(PoweredState));
     auto& state = *new (memory.address()) PoweredState{};
     initialiseGuard(state.guard);
-    state.image = image.identity();
+    state.image = image;
     useGcrypt();
     gcry_create_nonce(&state.stamp, sizeof state.stamp);
     state.formed = PoweredState::layout;
@@ -48,12 +48,12 @@ bool isPoweredBy(const SharedMemory& memory, const LockFile::Memory& known) {
     return state != nullptr && state->formed == PoweredState::layout && state->stamp == known.stamp;
 }
 
-SharedMemory joinOrPowerUp(const LockFile& lockFile, const Image& image) {
+SharedMemory joinOrPowerUp(const LockFile& lockFile, const FileIdentity& image) {
     for (int pauses = 0; pauses < endingPauses; ++pauses) {
         const LockFile::Memory known = lockFile.memory();
         SharedMemory memory = SharedMemory::attach(known.id, sizeof(PoweredState));
         if (isPoweredBy(memory, known)) {
-            if (static_cast<PoweredState*>(memory.address())->image != image.identity()) {
+            if (static_cast<PoweredState*>(memory.address())->image != image) {
                 throw Fault("another image took the place of the one that is powered");
             }
             return memory;
@@ -70,7 +70,7 @@ SharedMemory joinOrPowerUp(const LockFile& lockFile, const Image& image) {
 
 }  // namespace
 
-Power::Power(const LockFile& lockFile, const Image& image)
+Power::Power(const LockFile& lockFile, const FileIdentity& image)
     : lockFile_(lockFile), memory_(joinOrPowerUp(lockFile, image)), user_(0) {
     const StateGuard guard(state());
     user_ = ++state().lastUser;
@@ -159,14 +159,14 @@ Power::Condition Power::store(const Sight& sight, const Session& session) {
 
 void Power::reset() {
     const StateGuard guard(state());
-    state().resets += 1;
     state().forget();
+    state().resets += 1;
 }
 
 void Power::removeCard() {
     const StateGuard guard(state());
-    state().removals += 1;
     state().forget();
+    state().removals += 1;
 }
 
 }  // namespace token

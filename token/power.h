@@ -3,7 +3,7 @@
 #include <atomic>
 #include <cstdint>
 
-#include "token/image.h"
+#include "token/image_file.h"
 #include "token/lock_file.h"
 #include "token/powered_state.h"
 #include "token/session.h"
@@ -26,7 +26,7 @@ class Power {
     enum class Condition { good, reset, removed };
 
     // Joins the powered token or powers it up. The caller is Connecting. Throws Fault.
-    Power(const LockFile& lockFile, const Image& image);
+    Power(const LockFile& lockFile, const FileIdentity& image);
     Power(const Power&) = delete;
     Power& operator=(const Power&) = delete;
 

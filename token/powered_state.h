@@ -6,7 +6,7 @@
 #include <atomic>
 #include <cstdint>
 
-#include "token/image.h"
+#include "token/image_file.h"
 #include "token/session.h"
 
 namespace token {
@@ -28,7 +28,7 @@ struct PoweredState {
 
     std::uint32_t formed;  // `layout`, once the rest stands
     std::uint64_t stamp;
-    Image::Identity image;
+    FileIdentity image;
 
     pthread_mutex_t guard;
 

@@ -18,12 +18,12 @@ std::shared_ptr<OpenToken> Slot::open() {
 Outcome Slot::connect(std::unique_ptr<Connection>& connection, std::string& why) {
     try {
         std::shared_ptr<OpenToken> token = open();
-        const LockFile::Connecting connecting(token->lockFile());
+        auto opened = std::make_unique<Connection>(token);
         if (!token->image().present()) {
             why = "the token was removed from its reader";
             return Outcome::absent;
         }
-        connection = std::make_unique<Connection>(std::move(token));
+        connection = std::move(opened);
         return Outcome::good;
     } catch (const Fault& fault) {
         why = fault.what();
@@ -42,8 +42,14 @@ Outcome Slot::insert(std::string& why) {
 Outcome Slot::setPresent(bool present, std::string& why) {
     try {
         const std::shared_ptr<OpenToken> token = open();
-        const LockFile::Connecting connecting(token->lockFile());
+        if (!present) {
+            // Before the image, so that no change of before comes behind it; and after, for those
+            // who looked in between.
+            token->power().removeCard();
+        }
+        Image::Change change(token->image());
         token->image().setPresent(present);
+        change.commit([] { return true; });
         if (!present) {
             token->power().removeCard();
         }

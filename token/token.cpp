@@ -107,12 +107,12 @@ const Token::Rule* Token::ruleOf(std::uint8_t ins) {
     return found == std::end(rules) ? nullptr : found;
 }
 
-Buffer Token::execute(Session& session, Bytes command) {
+Buffer Token::execute(Session& session, Bytes command, const Image::Fence& fence) {
     Buffer reply;
     std::uint16_t result = status::imageFailed;
     try {
         Session after = session;
-        result = statusOf(after, command, reply);
+        result = statusOf(after, command, reply, fence);
         session = after;
     } catch (const Fault&) {
         // The reader of the reply learns that the image failed; what it held is as it was.
@@ -124,7 +124,8 @@ Buffer Token::execute(Session& session, Bytes command) {
     return reply;
 }
 
-std::uint16_t Token::statusOf(Session& session, Bytes bytes, Buffer& reply) {
+std::uint16_t Token::statusOf(Session& session, Bytes bytes, Buffer& reply,
+                              const Image::Fence& fence) {
     Command command;
     if (!parse(bytes, command)) {
         return status::badLength;
@@ -142,7 +143,7 @@ std::uint16_t Token::statusOf(Session& session, Bytes bytes, Buffer& reply) {
     if (!rule->hasKnownValues(command.data)) {
         return status::badParameter;
     }
-    Exchange exchange{session, command.data, reply};
+    Exchange exchange{session, command.data, reply, fence};
     return (this->*rule->answer)(exchange);
 }
 
@@ -164,7 +165,10 @@ std::uint16_t Token::changePassword(Exchange& exchange) {
     if (password.empty()) {
         return status::badPasswordSize;
     }
-    image_.setPassword(recordOf(password));
+    const PasswordRecord record = recordOf(password);
+    Image::Change change(image_);
+    image_.setPassword(record);
+    change.commit(exchange.fence);
     return status::good;
 }
 
@@ -219,15 +223,20 @@ std::uint16_t Token::create(Exchange& exchange) {
     if (!isAllowed(session, object)) {
         return status::notAllowed;
     }
+    Image::Change change(image_);
     if (const auto refusal = roomFor(session, object); refusal != status::good) {
         return refusal;
     }
     image_.create(session.selected.number, object);
+    change.commit(exchange.fence);
     return status::good;
 }
 
 std::uint16_t Token::roomFor(const Session& session, const Object& object) {
     const std::int64_t parent = session.selected.number;
+    if (!image_.exists(parent)) {
+        throw Fault("the selected directory is gone");
+    }
     if (object.id == rootId || object.id == 0x3FFF || object.id == 0xFFFF ||
         image_.child(parent, object.id)) {
         return status::badId;
@@ -259,10 +268,12 @@ std::uint16_t Token::remove(Exchange& exchange) {
     if (session.level == 1) {
         return status::wrongObject;
     }
+    Image::Change change(image_);
     if (session.selected.type == typeDirectory && image_.childCount(session.selected.number) != 0) {
         return status::notEmpty;
     }
     image_.remove(session.selected);
+    change.commit(exchange.fence);
     session.deselect();
     return status::good;
 }
@@ -294,7 +305,9 @@ std::uint16_t Token::write(Exchange& exchange) {
         refusal != status::good) {
         return refusal;
     }
+    Image::Change change(image_);
     image_.write(session.selected, offset, exchange.data.subspan(4));
+    change.commit(exchange.fence);
     return status::good;
 }
 
@@ -303,7 +316,9 @@ std::uint16_t Token::writeKey(Exchange& exchange) {
     if (const auto refusal = checkSelected(session, typeKey); refusal != status::good) {
         return refusal;
     }
+    Image::Change change(image_);
     image_.setKey(session.selected, exchange.data);
+    change.commit(exchange.fence);
     return status::good;
 }
 

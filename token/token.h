@@ -12,15 +12,16 @@ class Token {
     explicit Token(Image& image) : image_(image) {}
 
     // Carries out one command and gives the whole reply, status word included. `session` is as the
-    // command leaves it. A failure of the image is the status word 0x6581 and changes nothing.
-    // Never throws Fault. One command at a time for one image.
-    Buffer execute(Session& session, Bytes command);
+    // command leaves it. A failure of the image is the status word 0x6581 and changes nothing; so
+    // is a change that `fence` does not let through. Never throws Fault.
+    Buffer execute(Session& session, Bytes command, const Image::Fence& fence);
 
   private:
     struct Exchange {
         Session& session;
         Bytes data;
         Buffer& reply;
+        const Image::Fence& fence;
     };
 
     struct Rule {
@@ -33,7 +34,7 @@ class Token {
     static const Rule rules[];
     static const Rule* ruleOf(std::uint8_t ins);
 
-    std::uint16_t statusOf(Session& session, Bytes bytes, Buffer& reply);
+    std::uint16_t statusOf(Session& session, Bytes bytes, Buffer& reply, const Image::Fence& fence);
 
     std::uint16_t login(Exchange& exchange);
     std::uint16_t logout(Exchange& exchange);
