@@ -1,5 +1,6 @@
 #include "platform/resource_manager.h"
 
+#include <csignal>
 #include <cstdlib>
 #include <memory>
 
@@ -17,6 +18,8 @@ std::unique_ptr<ResourceManager> configured() {
     const bool set = variable != nullptr && *variable != '\0';
     const std::string name = set ? variable : KSIGIL_PCSC_DEFAULT;
     if (name == "embedded") {
+        // A file that may not grow is a full disk to the token, and no reason to end.
+        std::signal(SIGXFSZ, SIG_IGN);
         return std::make_unique<EmbeddedResourceManager>(token::imagePlace());
     }
     if (name == "system") {

@@ -1,5 +1,6 @@
 #include <pthread.h>
 
+#include <atomic>
 #include <cerrno>
 
 #include "platform/posix/handle.h"
@@ -22,7 +23,7 @@ class SystemMutex : public SystemObject {
     // A thread that closes the last handle while it holds the mutex lets go of it first: the
     // system keeps a list of what a thread holds, and the memory is about to go.
     ~SystemMutex() override {
-        while (pthread_mutex_unlock(&mutex_) == 0) {
+        while (release() != FALSE) {
         }
         pthread_mutex_destroy(&mutex_);
     }
@@ -32,9 +33,13 @@ class SystemMutex : public SystemObject {
     DWORD wait() {
         const int error = pthread_mutex_lock(&mutex_);
         if (error == 0) {
+            owner_ = GetCurrentThreadId();
+            ++depth_;
             return WAIT_OBJECT_0;
         }
         if (error == EOWNERDEAD && pthread_mutex_consistent(&mutex_) == 0) {
+            owner_ = GetCurrentThreadId();
+            depth_ = 1;
             return WAIT_ABANDONED;
         }
         SetLastError(ERROR_INVALID_HANDLE);
@@ -42,15 +47,21 @@ class SystemMutex : public SystemObject {
     }
 
     BOOL release() {
-        if (pthread_mutex_unlock(&mutex_) != 0) {
+        if (owner_ != GetCurrentThreadId()) {
             SetLastError(ERROR_NOT_OWNER);
             return FALSE;
         }
+        if (--depth_ == 0) {
+            owner_ = 0;
+        }
+        pthread_mutex_unlock(&mutex_);
         return TRUE;
     }
 
   private:
     pthread_mutex_t mutex_{};
+    std::atomic<DWORD> owner_ = 0;  // only its own thread ever finds its own number here
+    unsigned depth_ = 0;
 };
 
 }  // namespace platform
