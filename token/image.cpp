@@ -1,9 +1,8 @@
 #include "token/image.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
-#include <cerrno>
+#include <chrono>
+#include <thread>
 #include <utility>
 
 #include "token/fault.h"
@@ -12,7 +11,13 @@
 namespace token {
 namespace {
 
-constexpr int busyMilliseconds = 1000;
+// Others' changes take a millisecond or so each and may follow one another without end, so who
+// waits looks often; and not for ever, since a program that is no token may hold the file.
+int waitForOthers(void*, int looks) {
+    constexpr int mostLooks = 1000;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    return looks < mostLooks ? 1 : 0;
+}
 
 // Nothing is written before the statements have shown that the tables are an image's.
 Database opened(const std::string& path) {
@@ -20,7 +25,7 @@ Database opened(const std::string& path) {
     if (sqlite3_db_readonly(database.handle(), "main") != 0) {
         throw Fault("it is read-only");
     }
-    sqlite3_busy_timeout(database.handle(), busyMilliseconds);
+    sqlite3_busy_handler(database.handle(), waitForOthers, nullptr);
     sqlite3_db_config(database.handle(), SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
     database.execute("PRAGMA trusted_schema = OFF; PRAGMA cell_size_check = ON");
     return database;
