@@ -1,6 +1,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <string_view>
 
 #include "platform/posix/windows_names.h"
 
@@ -54,3 +55,14 @@ BOOL SetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR, BOOL, void*, BOOL) {
 }
 
 void OutputDebugStringA(LPCSTR) {}
+
+DWORD GetTempPathA(DWORD size, char* buffer) {
+    const char* const named = std::getenv("TMPDIR");
+    std::string_view directory = named == nullptr ? "" : named;
+    if (directory.empty() || directory.length() >= size) {
+        directory = "/tmp";
+    }
+    const std::size_t length = directory.copy(buffer, size - 1);
+    buffer[length] = '\0';
+    return static_cast<DWORD>(length);
+}

@@ -15,20 +15,31 @@ using LONG = std::int32_t;
 using SIZE_T = std::size_t;
 using HANDLE = void*;
 using HLOCAL = void*;
+using HCRYPTPROV = std::uint64_t;
 using LPVOID = void*;
 using LPCVOID = const void*;
 using LPCSTR = const char*;
+using HKEY = void*;
+using REGSAM = DWORD;
 
 constexpr BOOL FALSE = 0;
 constexpr BOOL TRUE = 1;
 
 constexpr DWORD ERROR_SUCCESS = 0;
+constexpr DWORD ERROR_FILE_NOT_FOUND = 2;
 constexpr DWORD ERROR_INVALID_HANDLE = 6;
 constexpr DWORD ERROR_NOT_ENOUGH_MEMORY = 8;
+constexpr DWORD ERROR_INVALID_DATA = 13;
 constexpr DWORD ERROR_INVALID_PARAMETER = 87;
 constexpr DWORD ERROR_CALL_NOT_IMPLEMENTED = 120;
 constexpr DWORD ERROR_ALREADY_EXISTS = 183;
+constexpr DWORD ERROR_MORE_DATA = 234;
 constexpr DWORD ERROR_NOT_OWNER = 288;
+
+inline char localMachineKey{};  // known by its address
+#define HKEY_LOCAL_MACHINE (static_cast<HKEY>(&localMachineKey))
+constexpr REGSAM KEY_READ = 0x20019;
+constexpr DWORD MAX_PATH = 260;
 
 constexpr DWORD INFINITE = 0xFFFFFFFF;
 constexpr DWORD WAIT_OBJECT_0 = 0;
@@ -40,6 +51,12 @@ constexpr DWORD PAGE_READWRITE = 4;
 constexpr DWORD FILE_MAP_WRITE = 2;
 constexpr DWORD FILE_MAP_READ = 4;
 #define INVALID_HANDLE_VALUE (std::bit_cast<HANDLE>(std::intptr_t{-1}))
+
+constexpr DWORD PROV_RSA_FULL = 1;
+constexpr DWORD PROV_INTEL_SEC = 22;
+constexpr DWORD CRYPT_VERIFYCONTEXT = 0xF0000000;
+constexpr DWORD NTE_KEYSET_NOT_DEF = 0x80090019;
+constexpr DWORD NTE_FAIL = 0x80090020;
 
 constexpr unsigned LPTR = 0x40;
 constexpr DWORD SECURITY_DESCRIPTOR_REVISION = 1;
@@ -116,5 +133,31 @@ BOOL InitializeSecurityDescriptor(PSECURITY_DESCRIPTOR descriptor, DWORD revisio
 BOOL SetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, BOOL present, void* dacl,
                                BOOL defaulted);
 
+// Opens the one provider that there is here, "Microsoft Strong Cryptographic Provider" of the type
+// PROV_RSA_FULL with CRYPT_VERIFYCONTEXT; `container` is null. Zero, with NTE_KEYSET_NOT_DEF, for
+// any other.
+BOOL CryptAcquireContextA(HCRYPTPROV* context, LPCSTR container, LPCSTR provider, DWORD type,
+                          DWORD flags);
+
+// Fills the buffer with the kernel's random bytes. Zero, with NTE_FAIL, if it did not get them all:
+// what the buffer holds is then of no use.
+BOOL CryptGenRandom(HCRYPTPROV context, DWORD length, BYTE* buffer);
+
+// `flags` is 0. Zero, with ERROR_INVALID_HANDLE, for a context that was not given out.
+BOOL CryptReleaseContext(HCRYPTPROV context, DWORD flags);
+
 // There is no debugger channel here: does nothing.
 void OutputDebugStringA(LPCSTR text);
+
+// The registry here is one key, Software\Veldane\kSigil\Logging under HKEY_LOCAL_MACHINE, for
+// reading. It stands in the text file that KSIGIL_LOGGING names, else in
+// /etc/veldane/ksigil/logging.conf, which is read as the key is opened. Results are 0 or an error:
+// a file that is missing or cannot be read whole, a value that is missing, is larger than `size`
+// or, but for the text `Path`, is not a decimal number of 32 bits.
+LONG RegOpenKeyExA(HKEY root, LPCSTR name, DWORD options, REGSAM access, HKEY* key);
+LONG RegQueryValueExA(HKEY key, LPCSTR name, DWORD* reserved, DWORD* type, BYTE* data, DWORD* size);
+LONG RegCloseKey(HKEY key);
+
+// The directory for temporary files, without a final separator: TMPDIR, or /tmp where that is
+// unset, empty or does not fit. `size` is at least 5 bytes. Gives its length.
+DWORD GetTempPathA(DWORD size, char* buffer);
