@@ -40,6 +40,9 @@ struct ReaderContextTable {
     // The thread's record, or null. It stays at its place until it is closed.
     ReaderContext* find(u32 threadId);
 
+    // The place of one of the records, from 0.
+    u32 indexOf(const ReaderContext& record) const { return static_cast<u32>(&record - records); }
+
     // Reserves the lowest free record, which no other thread then takes; null if there is none.
     ReaderContext* reserve();
 };

@@ -1,6 +1,8 @@
 #include "apdulib/rm_apdutalker.h"
 
+#include "include/log_gate.h"
 #include "include/result_numbers.h"
+#include "support/assertion.h"
 #include "support/security_attributes.h"
 
 namespace {
@@ -12,34 +14,48 @@ std::string processUniqueName(const std::string& base) {
     return std::to_string(GetCurrentProcessId()) + "_" + base;
 }
 
+[[maybe_unused]] const bool gateIsNamed = (assertionAsks(logEnabled), true);
+
 }  // namespace
 
+// The entry comes before the mutex, which can fail.
 RMApduTalker::RMApduTalker(const std::string& reader, u32 mode)
-    : readerName(reader),
+    : readerName((logEntered("RMApduTalker::RMApduTalker()"), reader)),
       shareMode(mode),
-      mutex(processUniqueName(mutexName), processSecurityAttributes().get()) {}
+      mutex(processUniqueName(mutexName), processSecurityAttributes().get()) {
+    logExited("RMApduTalker::RMApduTalker()");
+}
 
 RMApduTalker::~RMApduTalker() {
-    const LockGuard guard(&mutex);
-    if (mapping != nullptr) {
-        --table->refCount;
-        if (table->refCount == 0) {
-            for (ReaderContext& record : table->records) {
-                if (record.inUse()) {
-                    closeContext(record, SCARD_LEAVE_CARD);
+    logEntered("RMApduTalker::~RMApduTalker()");
+    {
+        const LockGuard guard(&mutex);
+        if (mapping != nullptr) {
+            --table->refCount;
+            if (table->refCount == 0) {
+                logEvent("RMApduTalker::~RMApduTalker()", "last in process");
+                for (ReaderContext& record : table->records) {
+                    if (record.inUse()) {
+                        closeContext(record, SCARD_LEAVE_CARD);
+                    }
                 }
             }
+            closeTable();
         }
-        closeTable();
     }
+    logExited("RMApduTalker::~RMApduTalker()");
 }
 
 u32 RMApduTalker::create() {
-    const LockGuard guard(&mutex);
+    logEntered("RMApduTalker::create()");
     u32 rv = result::success;
-    if (mapping == nullptr) {
-        rv = openTable();
+    {
+        const LockGuard guard(&mutex);
+        if (mapping == nullptr) {
+            rv = openTable();
+        }
     }
+    logTalkerExited("RMApduTalker::create()", rv);
     return rv;
 }
 
@@ -59,6 +75,7 @@ u32 RMApduTalker::openTable() {
             closeTable();
         } else {
             if (created != ERROR_ALREADY_EXISTS) {
+                logEvent("RMApduTalker::create", "first creator");
                 *table = {};
             }
             ++table->refCount;
@@ -77,6 +94,7 @@ void RMApduTalker::closeTable() {
 }
 
 u32 RMApduTalker::getContext(ReaderContext*& out) {
+    logEntered("RMApduTalker::getContext");
     u32 rv = result::success;
     const u32 threadId = GetCurrentThreadId();
     ReaderContext* reservation = nullptr;
@@ -84,16 +102,22 @@ u32 RMApduTalker::getContext(ReaderContext*& out) {
     {
         const LockGuard guard(&mutex);
         if (mapping == nullptr) {
+            logEvent("RMApduTalker::getContext", "no mapping");
             rv = result::fail;
         } else {
             out = table->find(threadId);
-            if (out == nullptr) {
+            if (out != nullptr) {
+                logEvent("RMApduTalker::getContext", "found, index = ", table->indexOf(*out));
+            } else {
+                logEvent("RMApduTalker::getContext", "not found");
                 reservation = table->reserve();
                 rv = reservation != nullptr ? result::success : result::outOfMemory;
             }
         }
     }
-    if (reservation != nullptr) {
+    if (rv == result::outOfMemory) {
+        logEvent("RMApduTalker::getContext", "Reader Context full");
+    } else if (reservation != nullptr) {
         rv = openContext(threadId, *reservation, out);
     }
     return rv;
@@ -114,6 +138,7 @@ u32 RMApduTalker::openContext(u32 threadId, ReaderContext& reservation, ReaderCo
         const LockGuard guard(&mutex);
         reservation = opened;
         out = &reservation;
+        logEvent("RMApduTalker::getContext", "created: index: ", table->indexOf(*out));
     } else {
         closeContext(opened, SCARD_LEAVE_CARD);
         reservation.release();
@@ -133,19 +158,23 @@ void RMApduTalker::closeContext(ReaderContext& record, u32 disposition) {
 }
 
 void RMApduTalker::detach(u32 disposition) {
+    logEntered("RMApduTalker::detach()");
     ReaderContext* own = nullptr;
     if (getContext(own) == result::success) {
         closeContext(*own, disposition);
     }
+    logExited("RMApduTalker::detach()");
 }
 
 u32 RMApduTalker::reconnect(u32 initialization) {
+    logEntered("RMApduTalker::reconnect()");
     ReaderContext* own = nullptr;
     u32 rv = getContext(own);
     if (rv == result::success) {
         rv = static_cast<u32>(SCardReconnect(own->card, shareMode, anyProtocol, initialization,
                                              &own->activeProtocol));
     }
+    logTalkerExited("RMApduTalker::reconnect()", rv);
     return rv;
 }
 
@@ -155,41 +184,54 @@ SCARDHANDLE RMApduTalker::getCardHandle() {
 }
 
 u32 RMApduTalker::lock() {
+    logEntered("RMApduTalker::lock()");
     ReaderContext* own = nullptr;
     u32 rv = getContext(own);
     if (rv == result::success) {
         if (own->lockCount == 0) {
+            logEvent("RMApduTalker::lock", "** RM lock");
             rv = static_cast<u32>(SCardBeginTransaction(own->card));
             if (rv == result::success) {
                 ++own->lockCount;
                 own->lockGrabbed();
+                logEvent("RMApduTalker::lock", "** RM lock, grabbed");
             }
         } else {
+            logEvent("RMApduTalker::lock", "** lockCount = ", own->lockCount);
             ++own->lockCount;
         }
     }
+    logTalkerExited("RMApduTalker::lock()", rv);
     return rv;
 }
 
 u32 RMApduTalker::unlock(u32 disposition) {
+    logEntered("RMApduTalker::unlock()");
     ReaderContext* own = nullptr;
     u32 rv = getContext(own);
     if (rv == result::success) {
-        if (own->lockCount == 1) {
+        if (own->lockCount == 0) {
+            logEvent("RMApduTalker::unlock", "card already unlocked");
+        } else if (own->lockCount == 1) {
+            logEvent("RMApduTalker::unlock", "** RM unlock");
             rv = static_cast<u32>(SCardEndTransaction(own->card, disposition));
             if (rv == result::success) {
                 --own->lockCount;
                 own->lockReleased();
+                logEvent("RMApduTalker::unlock", "** RM unlock, released");
             }
-        } else if (own->lockCount > 1) {
+        } else {
+            logEvent("RMApduTalker::unlock", "** lockCount = ", own->lockCount);
             --own->lockCount;
         }
     }
+    logTalkerExited("RMApduTalker::unlock()", rv);
     return rv;
 }
 
 u32 RMApduTalker::transmit(const u8* sendBuffer, u32 sendLength, u8* receiveBuffer,
                            u32* receiveLength) {
+    logEntered("RMApduTalker::transmit()");
     ReaderContext* own = nullptr;
     u32 rv = getContext(own);
     if (rv == result::success) {
@@ -200,5 +242,6 @@ u32 RMApduTalker::transmit(const u8* sendBuffer, u32 sendLength, u8* receiveBuff
                                             receiveBuffer, &length));
         *receiveLength = length;
     }
+    logTalkerExited("RMApduTalker::transmit()", rv);
     return rv;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "apdulib/apdu_password.h"
+#include "include/log_gate.h"
 #include "include/result_numbers.h"
 
 namespace {
@@ -23,14 +24,17 @@ u32 sendPassword(ApduTalker& talker, const std::vector<u8>& password) {
 }  // namespace
 
 u32 QVPassword::login(ApduTalker& talker, const std::vector<u8>& password) const {
+    logEntered("QVPassword::login");
     return sendPassword<ApduLogin>(talker, password);
 }
 
 u32 QVPassword::changePassword(ApduTalker& talker, const std::vector<u8>& newPassword) const {
+    logEntered("QVPassword::changePassword");
     return sendPassword<ApduChangePassword>(talker, newPassword);
 }
 
 u32 QVPassword::logout(ApduTalker& talker) const {
+    logEntered("QVPassword::logout");
     ApduLogout frame;
     return transmitChecked(talker, frame);
 }

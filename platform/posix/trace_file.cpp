@@ -1,0 +1,124 @@
+#include "platform/trace_file.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <ctime>
+
+namespace platform {
+namespace {
+
+// A write beyond the limit on a file's size would end the process. Held back, the signal is the
+// thread's own and is taken off again.
+class NoFileSizeSignal {
+  public:
+    NoFileSizeSignal() {
+        sigemptyset(&signal_);
+        sigaddset(&signal_, SIGXFSZ);
+        pthread_sigmask(SIG_BLOCK, &signal_, &before_);
+    }
+    NoFileSizeSignal(const NoFileSizeSignal&) = delete;
+    NoFileSizeSignal& operator=(const NoFileSizeSignal&) = delete;
+    ~NoFileSizeSignal() {
+        if (sigismember(&before_, SIGXFSZ) == 0) {
+            const timespec atOnce{};
+            sigtimedwait(&signal_, nullptr, &atOnce);
+            pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+        }
+    }
+
+  private:
+    sigset_t signal_;
+    sigset_t before_;
+};
+
+bool isOwnPlainFile(int descriptor) {
+    struct stat about {};
+    return fstat(descriptor, &about) == 0 && S_ISREG(about.st_mode) && about.st_uid == geteuid() &&
+           about.st_nlink == 1;
+}
+
+// Of a program that was started without its standard streams, the first descriptors are free. The
+// file must not take their place, or the program's output would go into it.
+int aboveStandardStreams(int descriptor) {
+    int moved = descriptor;
+    if (descriptor >= 0 && descriptor <= STDERR_FILENO) {
+        moved = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+        ::close(descriptor);
+    }
+    return moved;
+}
+
+// Waits for nobody, follows no link and empties nothing. -1 on failure.
+int openOwnFile(const char* path, int flags) {
+    int descriptor = aboveStandardStreams(
+        open(path, flags | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0600));
+    if (descriptor >= 0 && !isOwnPlainFile(descriptor)) {
+        ::close(descriptor);
+        descriptor = -1;
+    }
+    return descriptor;
+}
+
+// One piece of the tail, to its place from `offset` to `target`.
+void moveBytes(int descriptor, char* buffer, std::size_t length, off_t offset, off_t target) {
+    std::fill_n(buffer, length, '\0');
+    static_cast<void>(!pread(descriptor, buffer, length, offset));
+    static_cast<void>(!pwrite(descriptor, buffer, length, target));
+}
+
+}  // namespace
+
+void TraceFile::openEmptied(const char* path) {
+    descriptor_ = openOwnFile(path, O_WRONLY);
+    if (descriptor_ != none && ftruncate(descriptor_, 0) != 0) {
+        close();
+    }
+}
+
+void TraceFile::openAppending(const char* path) {
+    descriptor_ = openOwnFile(path, O_WRONLY | O_APPEND);
+}
+
+void TraceFile::write(std::string_view text) {
+    if (descriptor_ != none) {
+        const NoFileSizeSignal held;
+        const ssize_t written = ::write(descriptor_, text.data(), text.size());
+        if (written != static_cast<ssize_t>(text.size())) {
+            close();
+        }
+    }
+}
+
+std::int64_t TraceFile::position() const {
+    return descriptor_ == none ? -1 : lseek(descriptor_, 0, SEEK_CUR);
+}
+
+void TraceFile::close() {
+    if (descriptor_ != none) {
+        ::close(descriptor_);
+        descriptor_ = none;
+    }
+}
+
+void keepTail(const char* path, std::int64_t position, std::int64_t count) {
+    const int descriptor = openOwnFile(path, O_RDWR);
+    if (descriptor >= 0) {
+        const NoFileSizeSignal held;
+        char buffer[4096];
+        for (std::int64_t done = 0; done < count;) {
+            const auto length = std::min<std::int64_t>(count - done, sizeof buffer);
+            moveBytes(descriptor, buffer, static_cast<std::size_t>(length), position - count + done,
+                      done);
+            done += length;
+        }
+        static_cast<void>(!ftruncate(descriptor, count));
+        ::close(descriptor);
+    }
+}
+
+}  // namespace platform

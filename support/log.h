@@ -1,0 +1,44 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "include/basic_types.h"
+#include "support/log_words.h"
+
+// The program's trace: lines in the one file qvsh.log, which stands in the directory that the
+// configuration names, else in the temporary one, and is opened and emptied before `main`. Source
+// files write to it through include/log_gate.h.
+//
+// Nothing here throws, and no failure of the file shows anywhere else. Any thread may call at any
+// time, from static constructors and destructors too; a line that comes after the file was closed
+// is dropped.
+
+enum class LogForm { decimal, signedDecimal, hexadecimal };
+
+// Write one line: process, thread, `label`, ": ", `text` and the value, if there is one.
+void writeLog(LogText label, LogText text) noexcept;
+void writeLog(LogText label, LogText text, LogForm form, LogNumber value) noexcept;
+void writeLog(LogText label, LogText text, LogPath path) noexcept;
+
+// One source file's gate to the trace. The first call of `logEnabled` reads the configuration;
+// later changes of it go unnoticed.
+class LogGate {
+  public:
+    // Whether to write. If so, cuts the file first where it has grown over the configured limit.
+    // With the trace off this is the test of `logState`.
+    bool logEnabled() noexcept {
+        return logState.load(std::memory_order_relaxed) != disabled && isOpen();
+    }
+
+  private:
+    static constexpr std::int32_t unread = 0;
+    static constexpr std::int32_t enabled = 1;
+    static constexpr std::int32_t disabled = 2;
+
+    bool isOpen() noexcept;
+    void configure() noexcept;
+
+    std::atomic<std::int32_t> logState{unread};
+    std::int64_t logCycle = 0;  // bytes, 0: never cut; set before `logState` is
+};

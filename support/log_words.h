@@ -1,0 +1,51 @@
+#pragma once
+
+#include <concepts>
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include "include/basic_types.h"
+
+// What may stand in a line of the trace. None of it can carry a password, a key or the bytes of a
+// file: texts are literals, numbers are whole results and counts, paths are checked.
+
+// A string literal; any other text does not compile.
+class LogText {
+  public:
+    static constexpr std::size_t longest = 64;  // characters
+
+    template <std::size_t N>
+    requires(N <= longest + 1) consteval LogText(const char (&literal)[N])
+        : text_(literal, N - 1) {}
+
+    std::string_view text() const { return text_; }
+
+  private:
+    std::string_view text_;
+};
+
+// A number of exactly 32 unsigned bits; a byte or a character does not convert.
+class LogNumber {
+  public:
+    template <std::same_as<u32> Number>
+    LogNumber(Number value) : value_(value) {}
+
+    u32 value() const { return value_; }
+
+  private:
+    u32 value_;
+};
+
+// A path on the token. Of a text that is not one from the root "3f00", nothing is written. Refers
+// to `path`.
+class LogPath {
+  public:
+    explicit LogPath(const std::string& path) : path_(path) {}
+
+    // The path as it was given, empty if it is none.
+    std::string_view text() const;
+
+  private:
+    std::string_view path_;
+};
