@@ -12,8 +12,10 @@
 #include <thread>
 
 #include "Components/qv_aid/qv_filesystem.h"
+#include "Components/qv_aid/qv_protector.h"
 #include "apdulib/rm_apdutalker.h"
 #include "bench/instant_resource_manager.h"
+#include "include/log_gate.h"
 #include "platform/embedded_resource_manager.h"
 #include "shell/hex_byte_writer.h"
 
@@ -22,6 +24,9 @@ namespace {
 constexpr std::uint32_t frameBytes = 986;
 constexpr std::uint32_t fileBytes = 60000;
 constexpr const char* filePath = "3f000001";
+
+// The figures are those of an untraced program.
+[[maybe_unused]] const int untraced = setenv("KSIGIL_LOGGING", "/dev/null", 1);
 
 void need(bool holds) {
     if (!holds) {
@@ -117,6 +122,7 @@ class Folder {
     ~Folder() { std::filesystem::remove_all(path_); }
 
     std::string image() const { return path_ + "/token.db"; }
+    std::string configuration() const { return path_ + "/logging.conf"; }
 
   private:
     std::string path_;
@@ -252,6 +258,20 @@ void readFile(benchmark::State& state) {
 }
 BENCHMARK(readFile);
 
+// The work of `pr E` with this many bytes.
+void encryptUnderProtector(benchmark::State& state) {
+    Token token;
+    QVProtector protector;
+    need(token.talker().lock() == 0 && protector.create(token.talker()) == 0);
+    const std::vector<u8> bytes(static_cast<std::size_t>(state.range(0)), 0x5A);
+    std::vector<u8> output;
+    for (auto _ : state) {
+        need(protector.operation(token.talker(), true, bytes, output) == 0);
+    }
+    state.SetBytesProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(encryptUnderProtector)->Arg(1000);
+
 void printFile(benchmark::State& state) {
     const std::vector<u8> bytes(fileBytes, 0x5A);
     std::ofstream nowhere("/dev/null");
@@ -262,6 +282,33 @@ void printFile(benchmark::State& state) {
     state.SetBytesProcessed(state.iterations() * fileBytes);
 }
 BENCHMARK(printFile);
+
+void statementOff(benchmark::State& state) {
+    u32 value = 0;
+    for (auto _ : state) {
+        logEvent("bench", "value = ", value);
+        benchmark::DoNotOptimize(++value);
+    }
+}
+BENCHMARK(statementOff);
+
+// The argument is the limit on the file's size in kilobytes, 0 for none.
+void statementOn(benchmark::State& state) {
+    const Folder folder;
+    std::ofstream(folder.configuration()) << "Enabled=1\nCycle=" << state.range(0) << '\n';
+    setenv("KSIGIL_LOGGING", folder.configuration().c_str(), 1);
+    LogGate gate;
+    need(gate.logEnabled());
+    u32 value = 0;
+    for (auto _ : state) {
+        if (gate.logEnabled()) {
+            writeLog("bench", "value = ", LogForm::decimal, value);
+        }
+        benchmark::DoNotOptimize(++value);
+    }
+    setenv("KSIGIL_LOGGING", "/dev/null", 1);
+}
+BENCHMARK(statementOn)->Arg(0)->Arg(64)->Iterations(100000);
 
 }  // namespace
 

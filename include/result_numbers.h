@@ -13,6 +13,7 @@ constexpr u32 fail = 0x80004005;             // E_FAIL: the talker has no table
 constexpr u32 outOfMemory = 0x8007000E;      // E_OUTOFMEMORY: all reader contexts in use
 constexpr u32 invalidArgument = 0x80070057;  // E_INVALIDARG: a bad argument found on the host
 constexpr u32 communicationError = 0x80100013;  // SCARD_F_COMM_ERROR: a reply that cannot be right
+constexpr u32 protectorAbsent = 0xE0130001;     // no protector on the token, and none to be made
 constexpr u32 statusWordBase = 0xE0060000;
 
 // True for a number that carries a status word of the token in its low 16 bits.

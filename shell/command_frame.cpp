@@ -1,9 +1,10 @@
-#include <charconv>
+#include <algorithm>
 #include <iostream>
 
-#include "apdulib/status_message.h"
+#include "apdulib/error_text.h"
 #include "include/result_numbers.h"
 #include "platform/win32.h"
+#include "shell/hex_byte_writer.h"
 #include "shell/qv_shell.h"
 
 bool QVShell::onCard(const std::function<void()>& work) {
@@ -58,15 +59,10 @@ void QVShell::printFailure(u32 rv, const char* failure) {
 }
 
 std::string QVShell::errorText(u32 rv) {
-    std::string text;
-    if (result::isStatusWord(rv)) {
-        text += statusMessage(static_cast<u16>(rv));
-        text += ' ';
-    }
-    if (rv == result::invalidArgument) {
-        text += "Invalid Parameter.";
-    }
-    char digits[8];
-    const auto [end, error] = std::to_chars(std::begin(digits), std::end(digits), rv, 16);
-    return text.append("0x").append(digits, end);
+    return ::errorText(rv);
+}
+
+void QVShell::printBytes(const std::vector<u8>& bytes) {
+    std::copy(bytes.begin(), bytes.end(), HexByteWriter(std::cout));
+    std::cout << '\n';
 }

@@ -1,8 +1,6 @@
-#include <algorithm>
 #include <iostream>
 
 #include "include/result_numbers.h"
-#include "shell/hex_byte_writer.h"
 #include "shell/qv_shell.h"
 
 const QVShell::Choice QVShell::privacy{"PRV", "PUB"};
@@ -61,8 +59,7 @@ bool QVShell::cmdRead() {
         const u32 rv = fileSystem_.readFile(talker_, path, offset, length, bytes);
         report(rv, "Cannot call fs.readBinaryFile(): ");
         if (rv == result::success) {
-            std::copy(bytes.begin(), bytes.end(), HexByteWriter(std::cout));
-            std::cout << '\n';
+            printBytes(bytes);
         }
     });
 }

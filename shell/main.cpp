@@ -1,12 +1,13 @@
 #include <iostream>
 
+#include "include/reader_name.h"
 #include "shell/qv_shell.h"
 
 int main(int argc, char**) {
     std::ios::sync_with_stdio(false);
     int status = 1;
     if (argc == 2) {
-        QVShell shell("VDW ifdh 0");
+        QVShell shell(readerName);
         status = shell.run();
     } else {
         std::cout << "Usage QVSh <readername>\n";

@@ -47,6 +47,9 @@ const QVShell::Command QVShell::commands[] = {
     {"w", &QVShell::cmdWrite},
     {"wk", &QVShell::cmdWriteKey},
     {"rm", &QVShell::cmdRemove},
+    {"pr", &QVShell::cmdProtector},
+    {"dx", &QVShell::cmdDesx},
+    {"t", &QVShell::cmdExercise},
 };
 
 QVShell::QVShell(const std::string& readerName)
@@ -89,8 +92,12 @@ bool QVShell::dispatch(const std::string& word) {
             return (this->*command.handler)();
         }
     }
-    std::cout << "Syntax error.\n";
+    printUnknownWord();
     return true;
+}
+
+void QVShell::printUnknownWord() {
+    std::cout << "Syntax error.\n";
 }
 
 bool QVShell::cmdHelp() {

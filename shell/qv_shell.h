@@ -9,6 +9,7 @@
 
 #include "Components/qv_aid/qv_filesystem.h"
 #include "Components/qv_aid/qv_password.h"
+#include "Components/qv_aid/qv_protector.h"
 #include "apdulib/rm_apdutalker.h"
 #include "include/basic_types.h"
 
@@ -50,6 +51,7 @@ class QVShell {
 
     void printBanner();
     bool dispatch(const std::string& word);
+    static void printUnknownWord();
 
     // What every command on the token has in common. Runs `work` under the card lock; `work` reads
     // the command's arguments, calls the service and prints. A lock that fails runs nothing.
@@ -66,6 +68,7 @@ class QVShell {
     static void report(u32 rv, const char* failure);
     static void printFailure(u32 rv, const char* failure);
     static void printSyntaxError();
+    static void printBytes(const std::vector<u8>& bytes);
 
     bool cmdHelp();
     bool cmdLogin();
@@ -82,9 +85,23 @@ class QVShell {
     bool cmdWrite();
     bool cmdWriteKey();
     bool cmdRemove();
+    bool cmdProtector();
+    bool cmdDesx();
+    bool cmdExercise();
+
+    // A service's encryption, with true, or decryption of the first vector into the second.
+    using Cipher = std::function<u32(bool, const std::vector<u8>&, std::vector<u8>&)>;
+
+    // What `pr` and `dx` have in common from the operation word on.
+    void runCipher(const Cipher& cipher);
+    static void printCipherResult(u32 rv, const std::vector<u8>& bytes);
+
+    void exercise(const std::string& path);
 
     RMApduTalker talker_;
     QVPassword password_;
     QVFileSystem fileSystem_;
+    QVProtector protector_;
+    std::vector<u8> lastEncrypted;  // what `pr` or `dx` encrypted last, for either to decrypt
     std::map<std::string, std::string> commandHelp;
 };

@@ -24,6 +24,22 @@ inline void append16(Bytes& bytes, u32 value) {
     bytes.insert(bytes.end(), {static_cast<u8>(value), static_cast<u8>(value >> 8)});
 }
 
+// A frame as its name and data field, a selection as its path: "select 3f00a1a1", "read 0000da03".
+inline std::string wordOf(const Bytes& frame) {
+    static const std::map<u8, std::string> names{
+        {0x20, "login"},  {0xD4, "change"}, {0xDC, "logout"}, {0xE0, "create"},
+        {0xE2, "delete"}, {0xA4, "select"}, {0xB0, "read"},   {0xD0, "write"},
+        {0xD6, "key"},    {0xD2, "list"},   {0xD8, "desx"}};
+    Bytes field(frame.begin() + 7, frame.end());
+    if (frame[1] == 0xA4) {
+        field.erase(field.begin(), field.begin() + 2);
+        for (std::size_t at = 0; at + 1 < field.size(); at += 2) {
+            std::swap(field[at], field[at + 1]);
+        }
+    }
+    return names.at(frame[1]) + " " + hex(field);
+}
+
 // Keeps every frame and the room for its reply, and gives the same answer to all.
 class RecordingTalker : public ApduTalker {
   public:
@@ -50,9 +66,8 @@ class RecordingTalker : public ApduTalker {
     virtual Answer answerTo(const Bytes&, u32) { return answer; }
 };
 
-// A small token: objects by path, no password. It tells each frame as its name and data field, a
-// selection as its path: "select 3f00a1a1, read 0000da03". It refuses the one that reads `refused`
-// with 0x6982, and lets a test change any reply on its way to the host.
+// A small token: objects by path, no password. It tells the frames in words, refuses the one that
+// reads `refused` with 0x6982, and lets a test change any reply on its way to the host.
 class TokenTalker : public RecordingTalker {
   public:
     struct Object {
@@ -82,11 +97,8 @@ class TokenTalker : public RecordingTalker {
   protected:
     Answer answerTo(const Bytes& frame, u32 room) override {
         const Bytes field(frame.begin() + 7, frame.end());
-        std::string path;
-        for (std::size_t at = 2; frame[1] == 0xA4 && at < field.size(); at += 2) {
-            path += hex({field.at(at + 1), field[at]});
-        }
-        const std::string word = names.at(frame[1]) + " " + (path.empty() ? hex(field) : path);
+        const std::string word = wordOf(frame);
+        const std::string path = frame[1] == 0xA4 ? word.substr(word.find(' ') + 1) : "";
         words += (words.empty() ? "" : ", ") + word;
         const bool isFound = path.empty() || objects.contains(path);
         const u32 status = word == refused ? 0x6982 : isFound ? 0x9000 : 0x6407;
@@ -117,9 +129,5 @@ class TokenTalker : public RecordingTalker {
         return reply;
     }
 
-    const std::map<u8, std::string> names{{0x20, "login"},  {0xD4, "change"}, {0xDC, "logout"},
-                                          {0xE0, "create"}, {0xE2, "delete"}, {0xA4, "select"},
-                                          {0xB0, "read"},   {0xD0, "write"},  {0xD6, "key"},
-                                          {0xD2, "list"},   {0xD8, "desx"}};
     Object selected_{};
 };

@@ -18,10 +18,10 @@ struct Shell : testing::Test {
     ~Shell() override { std::filesystem::remove_all(directory); }
 
     std::string run(const std::string& input, const std::string& arguments = "any",
-                    const std::string& manager = "embedded") {
+                    const std::string& manager = "embedded", const char* program = QVSH) {
         std::ofstream(directory + "/input") << input;
         const std::string command = "cd " + directory + "; KSIGIL_PCSC=" + manager +
-                                    " KSIGIL_TOKEN=$PWD/token.db " QVSH " " + arguments;
+                                    " KSIGIL_TOKEN=$PWD/token.db " + program + " " + arguments;
         FILE* const output = popen((command + " <input 2>errors").c_str(), "r");
         std::string written;
         for (int c = std::getc(output); c != EOF; c = std::getc(output)) {
@@ -52,6 +52,8 @@ const std::pair<std::string, std::string> transcripts[] = {
      "/       pr <D> : decrypt last encrypted data/>No command specific help found./>/"},
     {"login 1234 logout logout changepw x login",
      ">OK./>OK./>OK./>FAIL: " DENIED "/>FAIL: " DENIED "/>/"},
+    {"pr E abc pr D pr X abc",
+     ">Failed: 0xe0130001/>Failed: 0xe0130001/>Syntax error./>Syntax error./>/"},
     {"login 1234 changepw new exit", ">OK./>OK./>"},
     {"login 1234 login\n\nnew\nexit", ">FAIL: " DENIED "/>OK./>"},
     {"md 3f001000 PUB mf 3f002000 6 PUB mk 3f000001\n1F md 3f001001 prv mf 3f002001 3 Pub",
@@ -82,6 +84,16 @@ const std::pair<std::string, std::string> transcripts[] = {
      "/>Cannot call fs.listDirectories(): " INVALID "/>/"},
     {"mf 3f003000 1000 PUB w 3f003000 0 " + std::string(1000, 'a') + " r 3f003000 999 1",
      ">OK./>OK./>OK./61 />/"},
+    {"pr d dx 3f000001 e\nabc dx 3f000001 d pr D pr e abc pr D dx E 3f000001 abc",
+     ">Failed: " INVALID "/>OK./21 fe 30 3c 99 7c a5 6e />OK./61 62 63 />OK./61 62 63 />OK./"
+     "21 fe 30 3c 99 7c a5 6e />OK./61 62 63 />Syntax error./>Syntax error./>/"},
+    {"t md 3f00d800 PUB t t",
+     ">Remove 3f00d8000001/fs.del(): " MISSING
+     "/Create 3f00d8000001/Cannot call fs.createFile(): " MISSING
+     "/Write to 3f00d8000001/fs.writeBinaryFile(): " MISSING
+     "/>OK./>Remove 3f00d8000001/fs.del(): " MISSING
+     "/Create 3f00d8000001/OK./Write to 3f00d8000001/OK."
+     "/>Remove 3f00d8000001/OK./Create 3f00d8000001/OK./Write to 3f00d8000001/OK./>/"},
     {"rm 3f009999 login new rm 3f00 ls 3f00 exit",
      ">Cannot call fs.del(): " MISSING "/>OK./>OK./>>"},
 };
@@ -113,6 +125,25 @@ TEST_F(Shell, EndsWithStatusOne) {
     EXPECT_TRUE(run("logout login").ends_with("--/>1"));
     EXPECT_TRUE(errors().ends_with("/token.db is not a file (0x80100066)\n")) << errors();
     EXPECT_EQ(errors().find('\n'), errors().size() - 1);
+}
+
+// What the shell does first, and what QVPrepare then says.
+TEST_F(Shell, FindsTheTokenPrepared) {
+    const std::pair<const char*, std::string> cases[] = {
+        {"", "made/Directory 3f003000: made/Key 3f0030000001: made/0"},
+        {"", "was there/Directory 3f003000: was there/Key 3f0030000001: was there/0"},
+        {"rm 3f0030000001", "was there/Directory 3f003000: was there/Key 3f0030000001: made/0"},
+        {"rm 3f003000", "was there/Directory 3f003000: made/Key 3f0030000001: made/0"}};
+    for (const auto& [words, expected] : cases) {
+        run(words);
+        EXPECT_EQ(run("", "any", "embedded", QVPREPARE), "Application entry: " + expected);
+        EXPECT_TRUE(run("pr E abc pr D dx 3f0030000001 d exit")
+                        .ends_with("/>OK./61 62 63 />OK./61 62 63 />0"));
+    }
+    run("rm 3f00a1a1 login 1234 mf 3f00a1a1 9 PRV logout");
+    EXPECT_EQ(run("", "any", "embedded", QVPREPARE), "Failed: " DENIED "/1");
+    EXPECT_EQ(run("", "two words", "embedded", QVPREPARE), "Usage QVPrepare <readername>/1");
+    EXPECT_EQ(run("", "any", "none", QVPREPARE), "Failed: 0x8010001d/1");
 }
 
 }  // namespace

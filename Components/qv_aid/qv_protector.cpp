@@ -1,0 +1,113 @@
+#include "Components/qv_aid/qv_protector.h"
+
+#include "include/log_gate.h"
+#include "include/qv_appentry.h"
+#include "include/result_numbers.h"
+#include "support/create_rng.h"
+
+namespace {
+
+constexpr u32 keyLength = 16;   // bytes of a key's value
+constexpr u32 blockLength = 8;  // bytes of one run of the cipher
+
+}  // namespace
+
+QVProtector::QVProtector() : rng(createRng()) {}
+
+QVProtector::~QVProtector() = default;
+
+u32 QVProtector::create(ApduTalker& talker) {
+    logEntered("QVProtector::create");
+    const u32 rv = initialize(talker, true);
+    logServiceExited("QVProtector::create", rv);
+    return rv;
+}
+
+u32 QVProtector::operation(ApduTalker& talker, bool encrypt, const std::vector<u8>& input,
+                           std::vector<u8>& output) {
+    logEntered("QVProtector::operation");
+    u32 rv = initialize(talker, false);
+    if (rv == result::success) {
+        rv = fileSystem.desx(talker, keyPath, encrypt, input, output);
+    }
+    logServiceExited("QVProtector::operation", rv);
+    return rv;
+}
+
+u32 QVProtector::maxOperationLength(u32 inputLength, u32* outputLength) const {
+    logEntered("QVProtector::maxOperationLength");
+    *outputLength = inputLength / blockLength * blockLength + blockLength;
+    const u32 rv = result::success;
+    logServiceExited("QVProtector::maxOperationLength", rv);
+    return rv;
+}
+
+u32 QVProtector::initialize(ApduTalker& talker, bool create) {
+    logEntered("QVProtector::initialize");
+    dirPath.clear();
+    keyPath.clear();
+    u32 rv = findEntry(talker, create);
+    if (rv == result::success) {
+        dirPath.insert(0, rootPath);
+        rv = findDirectory(talker, create);
+    }
+    if (rv == result::success) {
+        keyPath = dirPath + keyFileId;
+        rv = findKey(talker, create);
+    }
+    logServiceExited("QVProtector::initialize", rv);
+    return rv;
+}
+
+u32 QVProtector::findEntry(ApduTalker& talker, bool create) {
+    const QVAppEntry entries;
+    std::vector<u8> directory;
+    bool exists = false;
+    u32 rv = entries.isAppEntryExist(talker, applicationId, exists);
+    if (rv == result::success && exists) {
+        rv = entries.get_kSAppEntry(talker, applicationId, directory);
+        dirPath.assign(directory.begin(), directory.end());
+    } else if (rv == result::success && create) {
+        dirPath = protectorDirectory;
+        rv = entries.findNextDirectory(talker, dirPath);
+        if (rv == result::success) {
+            directory.assign(dirPath.begin(), dirPath.end());
+            rv = entries.set_kSAppEntry(talker, applicationId, directory);
+        }
+    }
+    return rv;
+}
+
+u32 QVProtector::findDirectory(ApduTalker& talker, bool create) {
+    bool exists = false;
+    u32 rv = fileSystem.isFileExists(talker, dirPath, exists);
+    if (rv == result::success && !exists) {
+        rv = create ? makeDirectory(talker) : result::protectorAbsent;
+    }
+    return rv;
+}
+
+u32 QVProtector::findKey(ApduTalker& talker, bool create) {
+    bool exists = false;
+    u32 rv = fileSystem.isFileExists(talker, keyPath, exists);
+    if (rv == result::success && !exists) {
+        rv = create ? makeKey(talker) : result::protectorAbsent;
+    }
+    return rv;
+}
+
+u32 QVProtector::makeDirectory(ApduTalker& talker) {
+    logEvent("QVProtector::create()", "creating: ", LogPath(dirPath));
+    return fileSystem.createDirectory(talker, dirPath, false);
+}
+
+u32 QVProtector::makeKey(ApduTalker& talker) {
+    logEvent("QVProtector::create()", "creating key: ", LogPath(keyPath));
+    u32 rv = fileSystem.createFile(talker, keyPath, false);
+    if (rv == result::success) {
+        std::vector<u8> key;
+        rng->generate(key, keyLength);
+        rv = fileSystem.writeFile(talker, keyPath, key);
+    }
+    return rv;
+}

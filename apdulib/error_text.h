@@ -1,0 +1,8 @@
+#pragma once
+
+#include <string>
+
+#include "include/basic_types.h"
+
+// A result other than 0 in words for an operator, its number behind them.
+std::string errorText(u32 rv);

@@ -1,0 +1,4 @@
+#pragma once
+
+// The reader that the programs work on, whatever their argument says.
+inline constexpr char readerName[] = "VDW ifdh 0";
