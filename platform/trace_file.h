@@ -7,7 +7,7 @@ namespace platform {
 
 // The file of the program's trace. Others can write to its directory, so the file is opened only if
 // it is a regular one of this user with no second name: never a link, and never something that
-// another program waits on. A new file is for its owner alone.
+// another program waits on. It is then for its owner alone.
 //
 // No failure is reported, none ends the program, and the object needs no destructor: it is closed
 // by `close` alone. Calls do not overlap.

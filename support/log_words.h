@@ -7,10 +7,11 @@
 
 #include "include/basic_types.h"
 
-// What may stand in a line of the trace. None of it can carry a password, a key or the bytes of a
-// file: texts are literals, numbers are whole results and counts, paths are checked.
+// What may stand in a line of the trace: literals, whole 32-bit numbers and token paths. Bytes and
+// texts that a program has read do not convert to any of them, so that it takes intent to put a
+// password, a key or a file's content there.
 
-// A string literal; any other text does not compile.
+// A text that is known when the program is compiled.
 class LogText {
   public:
     static constexpr std::size_t longest = 64;  // characters

@@ -4,6 +4,8 @@
 #include <functional>
 #include <iostream>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "Components/qv_aid/qv_filesystem.h"
 #include "Components/qv_aid/qv_protector.h"
@@ -13,49 +15,62 @@
 #include "include/reader_name.h"
 #include "include/result_numbers.h"
 #include "platform/win32.h"
+#include "support/create_rng.h"
 #include "support/exception.h"
 
 namespace {
 
-// What of the protector is on the token. A path stands only where the entry exists.
-struct Findings {
-    bool hasEntry = false;
-    bool hasDirectory = false;
-    bool hasKey = false;
-    std::string directoryPath;
-    std::string keyPath;
+constexpr u32 weakSource = 4;  // as a random source tells its kind
+
+// One thing of the protector, and whether it is on the token.
+struct Finding {
+    std::string what;
+    bool isThere;
 };
 
-u32 look(ApduTalker& talker, Findings& findings) {
+// Looks for the entry, the directory and the key, each if the one before it is told where.
+u32 look(ApduTalker& talker, std::vector<Finding>& findings) {
     const QVAppEntry entries;
     const QVFileSystem files;
     std::vector<u8> directory;
-    u32 rv = entries.isAppEntryExist(talker, QVProtector::applicationId, findings.hasEntry);
-    if (rv == result::success && findings.hasEntry) {
+    bool isThere = false;
+    u32 rv = entries.isAppEntryExist(talker, QVProtector::applicationId, isThere);
+    if (rv == result::success) {
+        findings.push_back({"Application entry", isThere});
+    }
+    if (rv == result::success && isThere) {
         rv = entries.get_kSAppEntry(talker, QVProtector::applicationId, directory);
-        if (rv == result::success) {
-            findings.directoryPath = rootPath + std::string(directory.begin(), directory.end());
-            findings.keyPath = findings.directoryPath + QVProtector::keyFileId;
-            rv = files.isFileExists(talker, findings.directoryPath, findings.hasDirectory);
-        }
-        if (rv == result::success) {
-            rv = files.isFileExists(talker, findings.keyPath, findings.hasKey);
+        const std::string path = rootPath + std::string(directory.begin(), directory.end());
+        const std::pair<const char*, std::string> places[] = {
+            {"Directory ", path}, {"Key ", path + QVProtector::keyFileId}};
+        for (const auto& [what, place] : places) {
+            if (rv == result::success) {
+                rv = files.isFileExists(talker, place, isThere);
+            }
+            if (rv == result::success) {
+                findings.push_back({what + place, isThere});
+            }
         }
     }
     return rv;
 }
 
-void tell(const std::string& what, const std::string& path, bool before, bool after,
-          const char* made = "made") {
-    const char* const state = before ? "was there" : after ? made : "missing";
-    std::cout << what << (path.empty() ? "" : " ") << path << ": " << state << '\n';
-}
-
-void tell(const Findings& before, const Findings& after, bool isComplete) {
-    tell("Application entry", "", before.hasEntry, after.hasEntry);
-    tell("Directory", after.directoryPath, before.hasDirectory, after.hasDirectory);
-    tell("Key", after.keyPath, before.hasKey, after.hasKey,
-         isComplete ? "made" : "made without its value: remove it and prepare again");
+// What was there at first comes first in `after`, in the same order.
+void tell(const std::vector<Finding>& before, const std::vector<Finding>& after, bool isComplete) {
+    for (std::size_t i = 0; i < after.size(); ++i) {
+        const bool wasThere = i < before.size() && before[i].isThere;
+        const bool isKey = i == 2;
+        const char* const made =
+            isKey && !isComplete ? "made without its value: remove it and prepare again" : "made";
+        std::cout << after[i].what << ": "
+                  << (wasThere           ? "was there"
+                      : after[i].isThere ? made
+                                         : "missing")
+                  << '\n';
+        if (isKey && !wasThere && after[i].isThere && createRng()->sourceKind() == weakSource) {
+            std::cout << "The system has no random source: this key keeps nothing secret\n";
+        }
+    }
 }
 
 // The line for a failure, empty for a success.
@@ -74,19 +89,20 @@ std::string failureOf(const std::function<std::string()>& work) {
     return failure;
 }
 
-// Makes what is missing, and tells also after a failure what was made.
+// Makes what is missing, and tells also after a failure what is known.
 std::string prepare(ApduTalker& talker, QVProtector& protector) {
-    Findings before;
-    Findings after;
+    std::vector<Finding> before;
+    std::vector<Finding> after;
     std::string failure = failureOf(look(talker, before));
     if (failure.empty()) {
         failure = failureOf([&] { return failureOf(protector.create(talker)); });
         const u32 rv = look(talker, after);
-        if (rv == result::success) {
-            tell(before, after, failure.empty());
-        } else if (failure.empty()) {
+        tell(before, after, failure.empty());
+        if (failure.empty()) {
             failure = failureOf(rv);
         }
+    } else {
+        tell(before, before, true);
     }
     return failure;
 }
@@ -116,5 +132,6 @@ int main(int argc, char**) {
     if (!output.empty()) {
         std::cout << output << '\n';
     }
-    return output.empty() ? 0 : 1;
+    const bool isTold = !std::cout.flush().fail();
+    return output.empty() && isTold ? 0 : 1;
 }

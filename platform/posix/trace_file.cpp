@@ -36,10 +36,16 @@ class NoFileSizeSignal {
     sigset_t before_;
 };
 
-bool isOwnPlainFile(int descriptor) {
-    struct stat about {};
-    return fstat(descriptor, &about) == 0 && S_ISREG(about.st_mode) && about.st_uid == geteuid() &&
-           about.st_nlink == 1;
+bool isOwnPlainFile(const struct stat& about) {
+    return S_ISREG(about.st_mode) && about.st_uid == geteuid() && about.st_nlink == 1;
+}
+
+// Whether the path is the open file's only name. One look tells: two could have a change between.
+bool isOnlyName(const char* path, int descriptor) {
+    struct stat opened {};
+    struct stat named {};
+    return fstat(descriptor, &opened) == 0 && lstat(path, &named) == 0 &&
+           opened.st_dev == named.st_dev && opened.st_ino == named.st_ino && isOwnPlainFile(named);
 }
 
 // Of a program that was started without its standard streams, the first descriptors are free. The
@@ -53,11 +59,16 @@ int aboveStandardStreams(int descriptor) {
     return moved;
 }
 
-// Waits for nobody, follows no link and empties nothing. -1 on failure.
+// Waits for nobody, follows no link and empties nothing. What is no plain file is not even opened,
+// since that alone may wake a reader or move a tape. -1 on failure.
 int openOwnFile(const char* path, int flags) {
+    struct stat about {};
+    if (lstat(path, &about) == 0 && !isOwnPlainFile(about)) {
+        return -1;
+    }
     int descriptor = aboveStandardStreams(
         open(path, flags | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0600));
-    if (descriptor >= 0 && !isOwnPlainFile(descriptor)) {
+    if (descriptor >= 0 && (!isOnlyName(path, descriptor) || fchmod(descriptor, 0600) != 0)) {
         ::close(descriptor);
         descriptor = -1;
     }
@@ -82,6 +93,9 @@ void TraceFile::openEmptied(const char* path) {
 
 void TraceFile::openAppending(const char* path) {
     descriptor_ = openOwnFile(path, O_WRONLY | O_APPEND);
+    if (descriptor_ != none) {
+        lseek(descriptor_, 0, SEEK_END);
+    }
 }
 
 void TraceFile::write(std::string_view text) {
