@@ -1,9 +1,5 @@
 #include <fcntl.h>
-#include <sqlite3.h>
 #include <sys/stat.h>
-
-#include <fstream>
-#include <sstream>
 
 #include "tests/scratch_token.h"
 
@@ -12,12 +8,6 @@ namespace {
 namespace fs = std::filesystem;
 using token::Outcome;
 
-std::string contentOf(const std::string& path) {
-    std::ostringstream content;
-    content << std::ifstream(path).rdbuf();
-    return content.str();
-}
-
 std::string connectTo(const token::ImagePlace& place) {
     token::Slot slot(place);
     std::unique_ptr<token::Connection> connection;
@@ -25,20 +15,6 @@ std::string connectTo(const token::ImagePlace& place) {
     const Outcome outcome = slot.connect(connection, why);
     return outcome == Outcome::good ? "good" : why;
 }
-
-class Database {
-  public:
-    Database(const std::string& path, const char* sql) {
-        EXPECT_EQ(sqlite3_open(path.c_str(), &handle_), SQLITE_OK);
-        EXPECT_EQ(sqlite3_exec(handle_, sql, nullptr, nullptr, nullptr), SQLITE_OK);
-    }
-    Database(const Database&) = delete;
-    Database& operator=(const Database&) = delete;
-    ~Database() { sqlite3_close(handle_); }
-
-  private:
-    sqlite3* handle_ = nullptr;
-};
 
 struct WrongPlace {
     const char* reason;
@@ -49,14 +25,9 @@ void putText(const std::string& path) {
     std::ofstream(path) << std::string(5000, 'x');
 }
 
-void putOthersDatabase(const std::string& path) {
-    // In write-ahead mode and left in use, so that a careless opening would recover it.
-    const Database database(path, "PRAGMA journal_mode = WAL; CREATE TABLE t (x)");
-}
-
 void putOtherVersion(const std::string& path) {
     putFreshImage(path);
-    const Database database(path, "PRAGMA user_version = 2");
+    sql(path, "PRAGMA user_version = 4");
 }
 
 const WrongPlace wrongPlaces[] = {
@@ -64,12 +35,12 @@ const WrongPlace wrongPlaces[] = {
     {"is not a file", [](const std::string& path) { mkfifo(path.c_str(), 0600); }},
     {"is empty", [](const std::string& path) { std::ofstream{path}; }},
     {"is not a token image", putText},
-    {"is not a token image", putOthersDatabase},
-    {"is a token image of version 2", putOtherVersion},
+    {"is not a token image",  // in write-ahead mode, which an opening to write would touch
+     [](const std::string& path) { sql(path, "PRAGMA journal_mode = WAL; CREATE TABLE t (x)"); }},
+    {"is a token image of version 4", putOtherVersion},
     {"no such table",
      [](const std::string& path) {
-         const Database database(
-             path,
+         sql(path,
              "PRAGMA application_id = 0x6B536967; PRAGMA user_version = 1; CREATE TABLE t (x)");
      }},
     {"has a second name",
@@ -107,11 +78,11 @@ TEST(ImageFileTest, PlacesThatCannotBeUsedAreRefused) {
 
     const std::string image = folder.file("token.db");
     putFreshImage(image);
-    {
-        const Database holder(image,
-                              "PRAGMA locking_mode = EXCLUSIVE; UPDATE token SET present = 1");
-        EXPECT_NE(connectTo({image, false}).find("locked"), std::string::npos);
-    }
+    sqlite3* holder = nullptr;
+    sqlite3_open(image.c_str(), &holder);
+    sqlite3_exec(holder, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr);
+    EXPECT_NE(connectTo({image, false}).find("locked"), std::string::npos);
+    sqlite3_close(holder);
     EXPECT_EQ(connectTo({image, false}), "good");
     fs::remove(image + ".lock");
     fs::create_symlink(folder.file("file"), image + ".lock");

@@ -1,10 +1,13 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <memory>
+#include <sstream>
 #include <string>
 
 #include "token/image_file.h"
@@ -13,14 +16,15 @@
 // A folder of the test's own, gone with it.
 class ScratchFolder {
   public:
-    ScratchFolder() {
-        std::string name = std::filesystem::temp_directory_path() / "ksigil-XXXXXX";
+    explicit ScratchFolder(const std::string& parent = std::filesystem::temp_directory_path()) {
+        std::string name = parent + "/ksigil-XXXXXX";
         path_ = mkdtemp(name.data());
     }
     ScratchFolder(const ScratchFolder&) = delete;
     ScratchFolder& operator=(const ScratchFolder&) = delete;
     ~ScratchFolder() { std::filesystem::remove_all(path_); }
 
+    const std::string& path() const { return path_; }
     std::string file(const std::string& name) const { return path_ + "/" + name; }
 
   private:
@@ -33,6 +37,27 @@ inline void putFreshImage(const std::string& path) {
     static const bool made = (token::makeImage(folder.file("fresh.db")), true);
     static_cast<void>(made);
     std::filesystem::copy_file(folder.file("fresh.db"), path);
+}
+
+inline std::string contentOf(const std::string& path) {
+    std::ostringstream content;
+    content << std::ifstream(path).rdbuf();
+    return content.str();
+}
+
+// Works on an image behind its token's back. Gives the last row's first value.
+inline std::string sql(const std::string& path, const std::string& statements) {
+    sqlite3* database = nullptr;
+    std::string value;
+    const auto keep = [](void* to, int, char** row, char**) {
+        static_cast<std::string*>(to)->assign(row[0]);
+        return 0;
+    };
+    sqlite3_open(path.c_str(), &database);
+    sqlite3_exec(database, statements.c_str(), keep, &value, nullptr);
+    EXPECT_STREQ(sqlite3_errmsg(database), "not an error") << statements;
+    sqlite3_close(database);
+    return value;
 }
 
 inline token::Buffer bytesOf(const std::string& hex) {

@@ -24,4 +24,9 @@ inline void put32(Buffer& out, std::uint32_t value) {
     put16(out, static_cast<std::uint16_t>(value >> 16));
 }
 
+inline void put64(Buffer& out, std::uint64_t value) {
+    put32(out, static_cast<std::uint32_t>(value));
+    put32(out, static_cast<std::uint32_t>(value >> 32));
+}
+
 }  // namespace token

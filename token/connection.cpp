@@ -107,6 +107,7 @@ Outcome Connection::exchange(Bytes command, Buffer& reply) {
     Power& power = token_->power();
     const Power::Sight sight = sight_;
     Session session;
+    const Wiping wiping(session.key);
     const Power::Condition before = power.load(sight, session);
     if (before != Power::Condition::good) {
         return outcomeOf(before);

@@ -1,54 +1,53 @@
 #include "token/image.h"
 
 #include <algorithm>
-#include <chrono>
-#include <thread>
 #include <utility>
 
 #include "token/fault.h"
+#include "token/image_file.h"
 #include "token/image_format.h"
+#include "token/limits.h"
 
 namespace token {
 namespace {
 
-// Others' changes take a millisecond or so each and may follow one another without end, so who
-// waits looks often; and not for ever, since a program that is no token may hold the file.
-int waitForOthers(void*, int looks) {
-    constexpr int mostLooks = 1000;
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    return looks < mostLooks ? 1 : 0;
+std::int64_t versionOf(Database& database) {
+    Statement statement(database, "PRAGMA user_version");
+    Query query(statement);
+    return query.step() ? query.integer(0) : 0;
+}
+
+void setVersion(Database& database, std::int64_t version) {
+    database.execute(("PRAGMA user_version = " + std::to_string(version)).c_str());
+}
+
+// The oldest images count no failed logins yet.
+void addFailures(Database& database) {
+    Statement columns(database,
+                      "SELECT count(*) FROM pragma_table_info('password') WHERE name = 'failures'");
+    Query query(columns);
+    if (query.step() && query.integer(0) == 0) {
+        database.execute("ALTER TABLE password ADD COLUMN failures INTEGER NOT NULL DEFAULT 0");
+    }
 }
 
 // Nothing is written before the statements have shown that the tables are an image's.
 Database opened(const std::string& path) {
-    Database database(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX);
+    Database database = openImage(path);
     if (sqlite3_db_readonly(database.handle(), "main") != 0) {
         throw Fault("it is read-only");
     }
-    sqlite3_busy_handler(database.handle(), waitForOthers, nullptr);
-    sqlite3_db_config(database.handle(), SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
-    database.execute("PRAGMA trusted_schema = OFF; PRAGMA cell_size_check = ON");
     return database;
 }
 
-std::int64_t firstPage(const Object& file) {
-    return file.number * pagesAnObject;
-}
-
-std::int64_t pageBytes(const Object& file, std::int64_t page) {
-    return std::min<std::int64_t>(pageLength, file.size - page * pageLength);
-}
-
-Bytes wholePage(const Query& query, int column, const Object& file, std::int64_t page) {
-    const Bytes bytes = query.bytes(column);
-    if (std::cmp_not_equal(bytes.size(), pageBytes(file, page))) {
-        throw Fault("a page of a file is damaged");
+Buffer serialOf(Database& database) {
+    Statement statement(database, "SELECT serial FROM token");
+    Query query(statement);
+    if (!query.step() || query.bytes(0).size() != serialLength) {
+        throw Fault("the image's serial number is damaged");
     }
-    return bytes;
-}
-
-[[noreturn]] void missing() {
-    throw Fault("a row of the image is missing");
+    const Bytes serial = query.bytes(0);
+    return {serial.begin(), serial.end()};
 }
 
 }  // namespace
@@ -62,7 +61,7 @@ Image::Statements::Statements(Database& database)
       usage(database, "SELECT count(*), ifnull(sum(size), 0) FROM object"),
       create(database,
              "INSERT INTO object (parent, id, type, attribute, size) VALUES (?, ?, ?, ?, ?)"),
-      createPage(database, "INSERT INTO page VALUES (?, zeroblob(?))"),
+      createPage(database, "INSERT INTO page VALUES (?, ?)"),
       remove(database, "DELETE FROM object WHERE number = ?"),
       removePages(database, "DELETE FROM page WHERE number BETWEEN ? AND ?"),
       readPages(database,
@@ -71,14 +70,18 @@ Image::Statements::Statements(Database& database)
       writePage(database, "UPDATE page SET bytes = ? WHERE number = ?"),
       key(database, "SELECT key FROM object WHERE number = ?"),
       setKey(database, "UPDATE object SET key = ? WHERE number = ?"),
-      password(database, "SELECT cost_n, cost_p, salt, verifier FROM password"),
-      setPassword(database, "UPDATE password SET cost_n = ?, cost_p = ?, salt = ?, verifier = ?"),
-      token(database, "SELECT serial, present FROM token"),
+      present(database, "SELECT present FROM token"),
       setPresent(database, "UPDATE token SET present = ?") {}
 
 // An image that another program holds is found here and not at the first command.
-Image::Image(const std::string& path) : database_(opened(path)), statements_(database_) {
-    database_.execute("PRAGMA journal_mode = TRUNCATE; PRAGMA synchronous = FULL");
+Image::Image(const std::string& path)
+    : database_(opened(path)), serial_(serialOf(database_)), statements_(database_) {
+    database_.execute(
+        "PRAGMA journal_mode = TRUNCATE; PRAGMA synchronous = FULL; PRAGMA secure_delete = ON");
+    addFailures(database_);
+    if (versionOf(database_) == unsweptVersion) {
+        sweep();
+    }
     const Transaction proof(database_);
 }
 
@@ -91,10 +94,38 @@ void Image::Change::commit(const Fence& fence) {
     transaction_.commit();
 }
 
+// Runs a statement that has to give a row.
+void Image::needRow(Query& query) const {
+    if (!query.step()) {
+        throw Fault("a row of the image is missing");
+    }
+}
+
+// Runs a statement that has to change one row.
+void Image::change(Query& query) {
+    query.run();
+    if (sqlite3_changes(database_.handle()) != 1) {
+        throw Fault("a row of the image is missing");
+    }
+}
+
 bool Image::exists(std::int64_t number) {
     const std::lock_guard guard(mutex_);
     Query query(statements_.exists);
     return number == rootObject.number || query.bind(number).step();
+}
+
+// The row's object, its id apart, from the columns number, size, type and attribute.
+Object Image::objectIn(const Query& query) {
+    Object object;
+    object.number = query.integer(0, 1, INT64_MAX / pagesAnObject - 1);
+    object.size = static_cast<std::uint16_t>(query.integer(1, 0, 0xFFFF));
+    object.type = static_cast<std::uint8_t>(query.integer(2, typeFile, typeKey));
+    const bool isKey = object.type == typeKey;
+    object.attribute =
+        static_cast<std::uint8_t>(query.integer(3, isKey ? attributeOneFactor : attributePublic,
+                                                isKey ? attributeTwoFactor : attributePrivate));
+    return object;
 }
 
 std::optional<Object> Image::child(std::int64_t parent, std::uint16_t id) {
@@ -103,15 +134,8 @@ std::optional<Object> Image::child(std::int64_t parent, std::uint16_t id) {
     if (!query.bind(parent).bind(std::int64_t{id}).step()) {
         return std::nullopt;
     }
-    Object object;
-    object.number = query.integer(0, 1, INT64_MAX / pagesAnObject - 1);
+    Object object = objectIn(query);
     object.id = id;
-    object.size = static_cast<std::uint16_t>(query.integer(1, 0, 0xFFFF));
-    object.type = static_cast<std::uint8_t>(query.integer(2, typeFile, typeKey));
-    const bool isKey = object.type == typeKey;
-    object.attribute =
-        static_cast<std::uint8_t>(query.integer(3, isKey ? attributeOneFactor : attributePublic,
-                                                isKey ? attributeTwoFactor : attributePrivate));
     return object;
 }
 
@@ -141,7 +165,7 @@ Image::Usage Image::usage() {
             static_cast<std::uint32_t>(query.integer(1, 0, UINT32_MAX))};
 }
 
-void Image::create(std::int64_t parent, const Object& object) {
+void Image::create(std::int64_t parent, const Object& object, const SecretKey* secret) {
     const std::lock_guard guard(mutex_);
     Query(statements_.create)
         .bind(parent)
@@ -153,159 +177,96 @@ void Image::create(std::int64_t parent, const Object& object) {
     if (object.type == typeFile) {
         Object file = object;
         file.number = sqlite3_last_insert_rowid(database_.handle());
-        for (std::int64_t page = 0; page * pageLength < file.size; ++page) {
-            Query(statements_.createPage)
-                .bind(firstPage(file) + page)
-                .bind(pageBytes(file, page))
-                .run();
-        }
+        createPages(file, secret);
     }
 }
 
 void Image::remove(const Object& object) {
     const std::lock_guard guard(mutex_);
-    Query(statements_.removePages)
-        .bind(firstPage(object))
-        .bind(firstPage(object) + pagesAnObject - 1)
-        .run();
-    Query(statements_.remove).bind(object.number).run();
-    if (sqlite3_changes(database_.handle()) != 1) {
-        missing();
-    }
+    removePages(object);
+    change(Query(statements_.remove).bind(object.number));
 }
 
-void Image::read(const Object& file, std::uint16_t offset, std::uint16_t length, Buffer& out) {
-    if (length == 0) {
-        return;
-    }
+bool Image::isUnsealed() {
     const std::lock_guard guard(mutex_);
-    const std::int64_t end = std::int64_t{offset} + length;
-    std::int64_t page = offset / pageLength;
-    Query query(statements_.readPages);
-    query.bind(firstPage(file) + page).bind(firstPage(file) + (end - 1) / pageLength);
-    for (std::int64_t at = offset; at < end; ++page) {
-        if (!query.step() || query.integer(0) != firstPage(file) + page) {
-            missing();
-        }
-        const Bytes bytes = wholePage(query, 1, file, page);
-        const std::int64_t until = std::min(end, (page + 1) * pageLength);
-        const Bytes wanted = bytes.subspan(static_cast<std::size_t>(at % pageLength),
-                                           static_cast<std::size_t>(until - at));
-        out.insert(out.end(), wanted.begin(), wanted.end());
-        at = until;
-    }
+    return versionOf(database_) == unsealedVersion;
 }
 
-void Image::write(const Object& file, std::uint16_t offset, Bytes bytes) {
-    if (bytes.empty()) {
-        return;
-    }
-    const std::lock_guard guard(mutex_);
-    std::int64_t at = offset;
-    while (!bytes.empty()) {
-        const std::int64_t page = at / pageLength;
-        const auto chunk =
-            std::min(bytes.size(), static_cast<std::size_t>((page + 1) * pageLength - at));
-        writePage(file, page, at % pageLength, bytes.first(chunk));
-        bytes = bytes.subspan(chunk);
-        at += static_cast<std::int64_t>(chunk);
-    }
-}
-
-void Image::writePage(const Object& file, std::int64_t page, std::int64_t at, Bytes bytes) {
-    Buffer content;
-    {
-        Query query(statements_.readPage);
-        if (!query.bind(firstPage(file) + page).step()) {
-            missing();
-        }
-        const Bytes old = wholePage(query, 0, file, page);
-        content.assign(old.begin(), old.end());
-    }
-    std::copy(bytes.begin(), bytes.end(), content.begin() + at);
-    Query(statements_.writePage).bind(content).bind(firstPage(file) + page).run();
-}
-
-std::optional<KeyValue> Image::key(const Object& key) {
-    const std::lock_guard guard(mutex_);
-    Query query(statements_.key);
-    if (!query.bind(key.number).step()) {
-        missing();
-    }
-    if (query.isNull(0)) {
-        return std::nullopt;
-    }
-    KeyValue value{};
-    const Bytes bytes = query.bytes(0);
-    if (bytes.size() != value.size()) {
-        throw Fault("a key is damaged");
-    }
-    std::copy(bytes.begin(), bytes.end(), value.begin());
-    return value;
-}
-
-void Image::setKey(const Object& key, Bytes value) {
-    const std::lock_guard guard(mutex_);
-    Query(statements_.setKey).bind(value).bind(key.number).run();
-    if (sqlite3_changes(database_.handle()) != 1) {
-        missing();
-    }
-}
-
+// The statements on the password are rare, and differ with the image's version.
 PasswordRecord Image::password() {
+    const char* sql = isUnsealed()
+                          ? "SELECT cost_n, cost_p, salt, verifier, failures FROM password"
+                          : "SELECT cost_n, cost_p, salt, wrapped_key, failures FROM password";
     const std::lock_guard guard(mutex_);
-    Query query(statements_.password);
-    if (!query.step()) {
-        missing();
-    }
+    Statement statement(database_, sql);
+    Query query(statement);
+    needRow(query);
     PasswordRecord record;
     record.costN = static_cast<std::uint32_t>(query.integer(0, 0, UINT32_MAX));
     record.costP = static_cast<std::uint32_t>(query.integer(1, 0, UINT32_MAX));
     const Bytes salt = query.bytes(2);
     record.salt.assign(salt.begin(), salt.end());
-    const Bytes verifier = query.bytes(3);
-    record.verifier.assign(verifier.begin(), verifier.end());
+    const Bytes wrapped = query.bytes(3);
+    record.wrappedKey.assign(wrapped.begin(), wrapped.end());
+    record.failures = static_cast<std::uint32_t>(query.integer(4, 0, UINT32_MAX));
     return record;
 }
 
 void Image::setPassword(const PasswordRecord& record) {
     const std::lock_guard guard(mutex_);
-    Query(statements_.setPassword)
-        .bind(std::int64_t{record.costN})
-        .bind(std::int64_t{record.costP})
-        .bind(record.salt)
-        .bind(record.verifier)
-        .run();
-    if (sqlite3_changes(database_.handle()) != 1) {
-        missing();
-    }
+    storePassword(record);
 }
 
-Buffer Image::serial() {
+void Image::storePassword(const PasswordRecord& record) {
+    Statement statement(database_,
+                        "UPDATE password SET cost_n = ?, cost_p = ?, salt = ?, wrapped_key = ?, "
+                        "failures = ?");
+    change(Query(statement)
+               .bind(std::int64_t{record.costN})
+               .bind(std::int64_t{record.costP})
+               .bind(record.salt)
+               .bind(record.wrappedKey)
+               .bind(std::int64_t{record.failures}));
+}
+
+bool Image::countLogin() {
     const std::lock_guard guard(mutex_);
-    Query query(statements_.token);
-    if (!query.step()) {
-        missing();
-    }
-    const Bytes bytes = query.bytes(0);
-    return {bytes.begin(), bytes.end()};
+    Statement statement(database_,
+                        "UPDATE password SET failures = failures + 1 WHERE failures < ?");
+    Query(statement).bind(std::int64_t{mostFailures}).run();
+    return sqlite3_changes(database_.handle()) == 1;
+}
+
+void Image::setFailures(std::uint32_t failures) {
+    const std::lock_guard guard(mutex_);
+    Statement statement(database_, "UPDATE password SET failures = ?");
+    change(Query(statement).bind(std::int64_t{failures}));
+}
+
+void Image::seal(const PasswordRecord& record, const SecretKey& secret) {
+    const std::lock_guard guard(mutex_);
+    database_.execute("ALTER TABLE password RENAME COLUMN verifier TO wrapped_key");
+    storePassword(record);
+    sealContent(secret);
+    setVersion(database_, unsweptVersion);
+}
+
+void Image::sweep() {
+    const std::lock_guard guard(mutex_);
+    database_.execute("VACUUM");
+    setVersion(database_, imageVersion);
 }
 
 bool Image::present() {
     const std::lock_guard guard(mutex_);
-    Query query(statements_.token);
-    if (!query.step()) {
-        missing();
-    }
-    return query.integer(1, 0, 1) == 1;
+    Query query(statements_.present);
+    needRow(query);
+    return query.integer(0, 0, 1) == 1;
 }
 
 void Image::setPresent(bool present) {
     const std::lock_guard guard(mutex_);
-    Query(statements_.setPresent).bind(std::int64_t{present}).run();
-    if (sqlite3_changes(database_.handle()) != 1) {
-        missing();
-    }
+    change(Query(statements_.setPresent).bind(std::int64_t{present}));
 }
 
 }  // namespace token

@@ -8,13 +8,19 @@
 #include "token/bytes.h"
 #include "token/object.h"
 #include "token/password.h"
+#include "token/sealer.h"
 #include "token/sql.h"
 
 namespace token {
 
 // The durable token: its tree, contents, password and whether it stands in its reader, kept in one
-// SQLite file. A change is on the disk when its commit returns. Throws Fault, and the change at
-// hand then comes to nothing. Any thread; one call at a time.
+// SQLite file. A change is on the disk when its commit returns. Throws Fault; the change at hand
+// then comes to nothing, or is whole where the disk failed behind it. Any thread; one call at a
+// time.
+//
+// What needs the login (the content of private files, the value of two-factor keys) is sealed under
+// the image's secret key, each page bound to its image, its object and its place there. Those who
+// touch it give the key; for everything else it may be null. A seal that does not hold is a Fault.
 class Image {
   public:
     struct Usage {
@@ -27,6 +33,7 @@ class Image {
 
     // What a change asks before it becomes durable; false lets nothing of it happen.
     using Fence = std::function<bool()>;
+    static bool always() { return true; }
 
     // A change and all that was looked at for it: nobody else changes anything meanwhile, and
     // nothing is changed unless it is committed. The operations that change need one.
@@ -50,21 +57,37 @@ class Image {
     Usage usage();
 
     // A new file is zeros, a new key has no value. `object.number` is not read.
-    void create(std::int64_t parent, const Object& object);
+    void create(std::int64_t parent, const Object& object, const SecretKey* secret);
     void remove(const Object& object);
 
     // Ranges lie inside the file: the caller has compared them with its size.
-    void read(const Object& file, std::uint16_t offset, std::uint16_t length, Buffer& out);
-    void write(const Object& file, std::uint16_t offset, Bytes bytes);
+    void read(const Object& file, std::uint16_t offset, std::uint16_t length, Buffer& out,
+              const SecretKey* secret);
+    void write(const Object& file, std::uint16_t offset, Bytes bytes, const SecretKey* secret);
 
-    // Nothing for a key that was never written.
-    std::optional<KeyValue> key(const Object& key);
-    void setKey(const Object& key, Bytes value);
+    // Whether the key was ever written; one that was not has no value.
+    bool hasKey(const Object& key);
+    KeyValue key(const Object& key, const SecretKey* secret);
+    void setKey(const Object& key, Bytes value, const SecretKey* secret);
 
+    // Whether the private content still stands in clear, as an older program left it.
+    bool isUnsealed();
     PasswordRecord password();
     void setPassword(const PasswordRecord& record);
+    // Counts a login as failed, before it is judged; not one more than block the password. False if
+    // it is blocked.
+    bool countLogin();
+    void setFailures(std::uint32_t failures);
+    // Seals an unsealed image, and takes the record in place of its own. Content that is damaged
+    // stays so.
+    void seal(const PasswordRecord& record, const SecretKey& secret);
+    // Behind a sealing: what stood in clear may still stand in unused parts of the file, until it
+    // is rewritten without them. The version tells whether it was, so that a crash in between does
+    // no harm. Not inside a change.
+    void sweep();
 
-    Buffer serial();
+    // Random, made with the image.
+    const Buffer& serial() const { return serial_; }
     bool present();
     void setPresent(bool present);
 
@@ -76,14 +99,31 @@ class Image {
         Statement create, createPage, remove, removePages;
         Statement readPages, readPage, writePage;
         Statement key, setKey;
-        Statement password, setPassword;
-        Statement token, setPresent;
+        Statement present, setPresent;
     };
 
-    void writePage(const Object& file, std::int64_t page, std::int64_t at, Bytes bytes);
+    void needRow(Query& query) const;
+    void change(Query& query);
+    static Object objectIn(const Query& query);
+    void createPages(const Object& file, const SecretKey* secret);
+    void removePages(const Object& object);
+
+    // The sealer for an object, none for one that is not sealed.
+    std::optional<Sealer> sealerFor(const Object& object, const SecretKey* secret) const;
+    Buffer openPage(const Object& file, std::int64_t page, Bytes row,
+                    std::optional<Sealer>& sealer) const;
+    Buffer closePage(const Object& file, std::int64_t page, Buffer bytes,
+                     std::optional<Sealer>& sealer) const;
+    void writePage(const Object& file, std::int64_t page, std::int64_t at, Bytes bytes,
+                   std::optional<Sealer>& sealer);
+    void storePassword(const PasswordRecord& record);
+    void sealContent(const SecretKey& secret);
+    void sealPages(const Object& file, Sealer& sealer);
+    void sealKey(const Object& key, Sealer& sealer);
 
     std::recursive_mutex mutex_;
     Database database_;
+    Buffer serial_;
     Statements statements_;
 };
 

@@ -1,26 +1,37 @@
 #include "token/image_file.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <thread>
 
 #include "token/fault.h"
-#include "token/file.h"
 #include "token/gcrypt.h"
 #include "token/image_format.h"
+#include "token/new_file.h"
 #include "token/password.h"
-#include "token/sql.h"
 
 namespace token {
 namespace {
 
 namespace fs = std::filesystem;
+
+// How long one waits for another's lock on the database. A lock is free for moments only while
+// somebody writes and writes: so the looks are many.
+constexpr std::chrono::milliseconds lookEvery{1};
+constexpr int mostLooks = 1000;
+
+int waitForLock(void*, int looks) {
+    std::this_thread::sleep_for(lookEvery);
+    return looks < mostLooks ? 1 : 0;
+}
 
 constexpr const char* schema = R"(
 PRAGMA journal_mode = MEMORY;
@@ -35,7 +46,8 @@ CREATE TABLE password (
     cost_n INTEGER NOT NULL,
     cost_p INTEGER NOT NULL,
     salt BLOB NOT NULL,
-    verifier BLOB NOT NULL) STRICT;
+    wrapped_key BLOB NOT NULL,
+    failures INTEGER NOT NULL) STRICT;
 CREATE TABLE object (
     number INTEGER PRIMARY KEY AUTOINCREMENT,
     parent INTEGER NOT NULL,
@@ -50,32 +62,6 @@ CREATE TABLE page (
     bytes BLOB NOT NULL) STRICT;
 )";
 
-// A file that goes again unless it was kept.
-class PassingFile {
-  public:
-    explicit PassingFile(std::string path) : path_(std::move(path)) {}
-    PassingFile(const PassingFile&) = delete;
-    PassingFile& operator=(const PassingFile&) = delete;
-    ~PassingFile() {
-        if (!kept_) {
-            unlink(path_.c_str());
-        }
-    }
-
-    void keep() { kept_ = true; }
-
-  private:
-    std::string path_;
-    bool kept_ = false;
-};
-
-void syncToDisk(const std::string& path, int flags) {
-    const File file(open(path.c_str(), flags | O_CLOEXEC));
-    if (!file.isOpen() || fsync(file.descriptor()) != 0) {
-        throw systemFault("cannot write", path);
-    }
-}
-
 void makeFolders(const fs::path& folder) {
     if (folder.empty() || fs::exists(folder)) {
         return;
@@ -88,7 +74,7 @@ void makeFolders(const fs::path& folder) {
     } else if (chmod(folder.c_str(), 0700) != 0) {  // whatever the umask
         throw systemFault("cannot make the folder", folder);
     }
-    syncToDisk(folder.parent_path(), O_RDONLY | O_DIRECTORY);
+    syncFolderOf(folder);
 }
 
 // Read through the database's own open file, but not as a database: nothing is locked, recovered or
@@ -121,9 +107,11 @@ void checkHeader(const std::string& path) {
         number(header, applicationIdAt) != imageApplicationId) {
         throw Fault(path + " is not a token image");
     }
-    if (const std::int64_t version = number(header, versionAt); version != imageVersion) {
+    const std::int64_t version = number(header, versionAt);
+    if (version < unsealedVersion || version > imageVersion) {
         throw Fault(path + " is a token image of version " + std::to_string(version) +
-                    "; this program knows version " + std::to_string(imageVersion));
+                    "; this program knows versions " + std::to_string(unsealedVersion) + " to " +
+                    std::to_string(imageVersion));
     }
 }
 
@@ -142,18 +130,20 @@ void fill(const std::string& path) {
     static constexpr std::uint8_t freshPassword[] = {'1', '2', '3', '4'};
     Database database(path, SQLITE_OPEN_READWRITE);
     database.execute(schema);
-    Buffer serial(8);
+    Buffer serial(serialLength);
     useGcrypt();
     gcry_create_nonce(serial.data(), serial.size());
     Statement token(database, "INSERT INTO token VALUES (1, ?, 1)");
     Query(token).bind(serial).run();
-    const PasswordRecord record = recordOf(freshPassword);
-    Statement password(database, "INSERT INTO password VALUES (1, ?, ?, ?, ?)");
+    SecretKey key = freshKey();
+    const Wiping wiping(key);
+    const PasswordRecord record = wrap(key, freshPassword, serial);
+    Statement password(database, "INSERT INTO password VALUES (1, ?, ?, ?, ?, 0)");
     Query(password)
         .bind(std::int64_t{record.costN})
         .bind(std::int64_t{record.costP})
         .bind(record.salt)
-        .bind(record.verifier)
+        .bind(record.wrappedKey)
         .run();
     database.execute("COMMIT");
     const std::string numbers = "PRAGMA application_id = " + std::to_string(imageApplicationId) +
@@ -163,7 +153,7 @@ void fill(const std::string& path) {
 
 }  // namespace
 
-std::string realImagePath(const ImagePlace& place) {
+std::string realImagePath(const ImagePlace& place, Missing missing) {
     if (place.path.empty()) {
         throw Fault(
             "the image has no place: KSIGIL_TOKEN is unset, and XDG_DATA_HOME and HOME name no "
@@ -171,7 +161,7 @@ std::string realImagePath(const ImagePlace& place) {
     }
     const fs::path path(place.path);
     try {
-        if (place.isDefault) {
+        if (place.isDefault && missing == Missing::make) {
             makeFolders(path.parent_path());
         }
         if (fs::is_symlink(path)) {
@@ -213,25 +203,44 @@ bool isImage(const std::string& path) {
     return true;
 }
 
+void needImage(const std::string& path) {
+    if (!isImage(path)) {
+        throw Fault("there is no image " + path);
+    }
+}
+
+void removeLeftovers(const std::string& path) {
+    bool removed = false;
+    for (const char* ending : companionEndings) {
+        removed = unlink((path + ending).c_str()) == 0 || removed;
+    }
+    if (removed) {
+        syncFolderOf(path);
+    }
+}
+
 void makeImage(const std::string& path) {
     checkLeftovers(path);
-    std::string unfinished = path + ".XXXXXX";
-    const File file(mkostemp(unfinished.data(), O_CLOEXEC));
-    if (!file.isOpen() || fchmod(file.descriptor(), 0600) != 0) {
-        throw systemFault("cannot make the image", path);
-    }
-    PassingFile passing(unfinished);
+    NewFile file(path);
     try {
-        fill(unfinished);
+        fill(file.path());
     } catch (const Fault& fault) {
         throw Fault("cannot make the image " + path + ": " + fault.what());
     }
-    syncToDisk(unfinished, O_RDONLY);
-    if (renameat2(AT_FDCWD, unfinished.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) != 0) {
-        throw systemFault("cannot make the image", path);
-    }
-    passing.keep();
-    syncToDisk(fs::path(path).parent_path(), O_RDONLY | O_DIRECTORY);
+    file.nameOnly(path);
+    syncFolderOf(path);
+}
+
+Database openImage(const std::string& path) {
+    Database database(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX);
+    sqlite3_busy_handler(database.handle(), waitForLock, nullptr);
+    sqlite3_db_config(database.handle(), SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+    database.execute("PRAGMA trusted_schema = OFF; PRAGMA cell_size_check = ON");
+    return database;
+}
+
+void beginReading(Database& database) {
+    database.execute("BEGIN; PRAGMA schema_version");  // the least that there is to read
 }
 
 }  // namespace token

@@ -12,6 +12,8 @@
 namespace token {
 namespace {
 
+constexpr const char* ending = ".lock";
+
 // Places of the locks. The bytes themselves mean nothing and need not be in the file.
 constexpr std::int64_t connectingPlace = std::int64_t{1} << 20;
 constexpr std::int64_t firstUserPlace = std::int64_t{1} << 21;
@@ -46,8 +48,11 @@ struct flock range(short type, std::int64_t from, std::int64_t length) {
 
 }  // namespace
 
-LockFile::LockFile(const std::string& imagePath)
-    : path_(imagePath + ".lock"), file_(openAt(path_)) {
+bool LockFile::isBeside(const std::string& imagePath) {
+    return access((imagePath + ending).c_str(), F_OK) == 0;
+}
+
+LockFile::LockFile(const std::string& imagePath) : path_(imagePath + ending), file_(openAt(path_)) {
     struct stat about {};
     if (!file_.isOpen() || fstat(file_.descriptor(), &about) != 0) {
         throw systemFault("cannot lock the image with", path_);
@@ -123,6 +128,10 @@ bool LockFile::isUserThere(std::uint32_t user) const {
 
 bool LockFile::isAnyUserThere() const {
     return isLocked(firstUserPlace, 0);
+}
+
+bool isPowered(const std::string& imagePath) {
+    return LockFile::isBeside(imagePath) && LockFile(imagePath).isAnyUserThere();
 }
 
 }  // namespace token

@@ -23,6 +23,8 @@ class LockFile {
     // Opens or makes PATH.lock, with mode 0600. Throws Fault, also for a file that is none of
     // these.
     explicit LockFile(const std::string& imagePath);
+    // Whether there is one.
+    static bool isBeside(const std::string& imagePath);
 
     // Gives a lock file that the superuser has just made to the image's owner, who could not use
     // it otherwise. To be called while Connecting, when there is an image.
@@ -59,5 +61,8 @@ class LockFile {
     File file_;
     mutable std::mutex connecting_;
 };
+
+// Whether the token of an image is powered by anybody. Makes no lock file.
+bool isPowered(const std::string& imagePath);
 
 }  // namespace token

@@ -6,17 +6,26 @@
 namespace token {
 namespace {
 
+// A Fault where there is none and has to be one.
+bool isThere(const std::string& path, Missing missing) {
+    if (missing == Missing::refuse) {
+        needImage(path);
+        return true;
+    }
+    return isImage(path);
+}
+
 // A file that is no image is refused before a lock file comes to stand beside it.
-const std::string& looked(const std::string& path) {
-    isImage(path);
+const std::string& looked(const std::string& path, Missing missing) {
+    isThere(path, missing);
     return path;
 }
 
 }  // namespace
 
-OpenToken::OpenToken(const std::string& path) : lockFile_(looked(path)) {
+OpenToken::OpenToken(const std::string& path, Missing missing) : lockFile_(looked(path, missing)) {
     const LockFile::Connecting connecting(lockFile_);
-    if (!isImage(path)) {
+    if (!isThere(path, missing)) {
         makeImage(path);
     }
     lockFile_.shareWithOwnerOf(path);

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "token/image.h"
+#include "token/image_file.h"
 #include "token/lock_file.h"
 #include "token/power.h"
 #include "token/token.h"
@@ -13,8 +14,8 @@ namespace token {
 // A token that this process uses: its locks, its image, its power and its rules.
 class OpenToken {
   public:
-    // `path` is the image's real path; the image is made if there is none. Throws Fault.
-    explicit OpenToken(const std::string& path);
+    // `path` is the image's real path; `missing` says what is done if there is none. Throws Fault.
+    OpenToken(const std::string& path, Missing missing);
 
     const LockFile& lockFile() const { return lockFile_; }
     Image& image() { return *image_; }

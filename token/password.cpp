@@ -1,9 +1,11 @@
 #include "token/password.h"
 
+#include <algorithm>
 #include <bit>
 
 #include "token/fault.h"
 #include "token/gcrypt.h"
+#include "token/sealer.h"
 
 namespace token {
 namespace {
@@ -13,46 +15,80 @@ constexpr std::uint32_t standardP = 1;
 constexpr std::uint32_t largestN = 1U << 20;  // 1 GiB: what a damaged record may cost at most
 constexpr std::uint32_t largestP = 16;
 constexpr std::size_t saltLength = 16;
-constexpr std::size_t verifierLength = 32;
 
-Buffer derive(Bytes password, std::uint32_t costN, std::uint32_t costP, Bytes salt) {
+SecretKey derive(const PasswordRecord& record, Bytes password) {
+    if (!hasKnownForm(record)) {
+        throw Fault("the password's record is damaged");
+    }
     useGcrypt();
     // The library takes no null for an empty password.
     static constexpr std::uint8_t nothing = 0;
-    Buffer result(verifierLength);
-    const gcry_error_t error = gcry_kdf_derive(
-        password.empty() ? &nothing : password.data(), password.size(), GCRY_KDF_SCRYPT,
-        static_cast<int>(costN), salt.data(), salt.size(), costP, result.size(), result.data());
+    SecretKey result{};
+    const gcry_error_t error =
+        gcry_kdf_derive(password.empty() ? &nothing : password.data(), password.size(),
+                        GCRY_KDF_SCRYPT, static_cast<int>(record.costN), record.salt.data(),
+                        record.salt.size(), record.costP, result.size(), result.data());
     if (error != 0) {
         throw Fault(std::string("the password cannot be derived: ") + gcry_strerror(error));
     }
     return result;
 }
 
-bool isSound(const PasswordRecord& record) {
-    return std::has_single_bit(record.costN) && record.costN > 1 && record.costN <= largestN &&
-           record.costP > 0 && record.costP <= largestP && record.salt.size() == saltLength &&
-           record.verifier.size() == verifierLength;
+// What is sealed, as its place tells.
+constexpr std::uint8_t wrappedKind = 'w';
+
+Buffer placeOf(Bytes serial) {
+    Buffer place(serial.begin(), serial.end());
+    place.push_back(wrappedKind);
+    return place;
 }
 
 }  // namespace
 
-PasswordRecord recordOf(Bytes password) {
+bool hasKnownForm(const PasswordRecord& record) {
+    return std::has_single_bit(record.costN) && record.costN > 1 && record.costN <= largestN &&
+           record.costP > 0 && record.costP <= largestP && record.salt.size() == saltLength;
+}
+
+SecretKey freshKey() {
     useGcrypt();
-    PasswordRecord record{standardN, standardP, Buffer(saltLength), {}};
+    SecretKey key{};
+    gcry_randomize(key.data(), key.size(), GCRY_STRONG_RANDOM);
+    return key;
+}
+
+PasswordRecord wrap(const SecretKey& key, Bytes password, Bytes serial, const PasswordRecord& old) {
+    useGcrypt();
+    PasswordRecord record{
+        std::max(standardN, old.costN), std::max(standardP, old.costP), Buffer(saltLength), {}, 0};
     gcry_create_nonce(record.salt.data(), record.salt.size());
-    record.verifier = derive(password, record.costN, record.costP, record.salt);
+    SecretKey wrapping = derive(record, password);
+    const Wiping wiping(wrapping);
+    record.wrappedKey = Sealer(wrapping).seal(placeOf(serial), key);
     return record;
 }
 
-bool opens(const PasswordRecord& record, Bytes password) {
-    if (!isSound(record)) {
+std::optional<SecretKey> unwrap(const PasswordRecord& record, Bytes password, Bytes serial) {
+    SecretKey wrapping = derive(record, password);
+    const Wiping wiping(wrapping);
+    std::optional<Buffer> unwrapped = Sealer(wrapping).unseal(placeOf(serial), record.wrappedKey);
+    SecretKey key{};
+    if (!unwrapped || unwrapped->size() != key.size()) {
+        return std::nullopt;
+    }
+    const Wiping wipingToo(*unwrapped);
+    std::copy(unwrapped->begin(), unwrapped->end(), key.begin());
+    return key;
+}
+
+bool isPasswordOf(const PasswordRecord& record, Bytes password) {
+    const SecretKey derived = derive(record, password);
+    if (record.wrappedKey.size() != derived.size()) {
         throw Fault("the password's record is damaged");
     }
-    const Buffer verifier = derive(password, record.costN, record.costP, record.salt);
     std::uint8_t difference = 0;
-    for (std::size_t i = 0; i < verifierLength; ++i) {
-        difference = static_cast<std::uint8_t>(difference | (verifier[i] ^ record.verifier[i]));
+    for (std::size_t i = 0; i < derived.size(); ++i) {
+        difference = static_cast<std::uint8_t>(difference | (derived[i] ^ record.wrappedKey[i]));
     }
     return difference == 0;
 }

@@ -150,9 +150,7 @@ Power::Condition Power::store(const Sight& sight, const Session& session) {
     const StateGuard guard(state());
     const Condition condition = compare(sight);
     if (condition == Condition::good) {
-        const std::uint32_t other = 1 - state().session;
-        state().sessions[other] = session;
-        state().session = other;
+        state().replaceSession(session);
     }
     return condition;
 }

@@ -18,7 +18,7 @@ class Power {
   public:
     // What a connection has seen of the token's resets and removals. It is good for as long as
     // there were no more.
-    struct Sight {
+    struct alignas(8) Sight {
         std::uint32_t resets;
         std::uint32_t removals;
     };

@@ -9,10 +9,15 @@
 
 namespace token {
 
+void PoweredState::replaceSession(const Session& next) {
+    const std::uint32_t old = session;
+    sessions[1 - old] = next;
+    session = 1 - old;
+    wipe(sessions[old].key);
+}
+
 void PoweredState::forget() {
-    const std::uint32_t other = 1 - session;
-    sessions[other] = Session{};
-    session = other;
+    replaceSession(Session{});
     free(INT_MAX);
 }
 

@@ -12,7 +12,7 @@
 namespace token {
 
 // Who holds the token: a user of the powered state, and one holding of its, never used again.
-struct Holding {
+struct alignas(8) Holding {  // a word to every compiler
     std::uint32_t user = 0;
     std::uint32_t number = 0;
 
@@ -24,7 +24,7 @@ struct Holding {
 // the guard. A user that dies with the guard does no harm: a session counts when `session` points
 // to it, and every other change is one word.
 struct PoweredState {
-    static constexpr std::uint32_t layout = 1;
+    static constexpr std::uint32_t layout = 2;
 
     std::uint32_t formed;  // `layout`, once the rest stands
     std::uint64_t stamp;
@@ -43,6 +43,8 @@ struct PoweredState {
     std::uint32_t waiting;               // users that sleep for the holder; may count dead ones
     std::atomic<std::uint32_t> changes;  // what they sleep on
 
+    // Puts another session in the place of the one that stands, of which no key is left behind.
+    void replaceSession(const Session& next);
     // Ends selection and login, and frees the token whoever holds it.
     void forget();
     // Frees the token, and wakes as many of those that wait.

@@ -4,6 +4,7 @@
 #include <type_traits>
 
 #include "token/object.h"
+#include "token/secret.h"
 
 namespace token {
 
@@ -13,9 +14,19 @@ struct Session {
     Object selected;
     std::uint16_t level = 0;  // of the selected object, 1 for the root; 0: nothing is selected
     bool loggedIn = false;
+    SecretKey key{};  // of the private content; zeros unless logged in
 
     bool hasSelection() const { return level != 0; }
     void deselect() { level = 0; }
+
+    void logIn(const SecretKey& unwrapped) {
+        loggedIn = true;
+        key = unwrapped;
+    }
+    void logOut() {
+        loggedIn = false;
+        wipe(key);
+    }
 };
 
 static_assert(std::is_trivially_copyable_v<Session>);

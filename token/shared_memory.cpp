@@ -1,5 +1,6 @@
 #include "token/shared_memory.h"
 
+#include <sys/mman.h>
 #include <sys/shm.h>
 
 #include "token/fault.h"
@@ -7,10 +8,15 @@
 namespace token {
 namespace {
 
-// What shmat gives on failure: all ones.
-void* attached(std::int32_t id) {
+// What shmat gives on failure: all ones. Where the system allows, what is in the region comes into
+// no core dump.
+void* attached(std::int32_t id, std::size_t bytes) {
     void* address = shmat(id, nullptr, 0);
-    return reinterpret_cast<std::intptr_t>(address) == -1 ? nullptr : address;
+    if (reinterpret_cast<std::intptr_t>(address) == -1) {
+        return nullptr;
+    }
+    madvise(address, bytes, MADV_DONTDUMP);
+    return address;
 }
 
 }  // namespace
@@ -20,7 +26,8 @@ SharedMemory SharedMemory::make(std::size_t bytes) {
     if (id < 0) {
         throw systemFault("cannot power the token", "in shared memory");
     }
-    void* address = attached(id);
+    void* address = attached(id, bytes);
+    shmctl(id, SHM_LOCK, nullptr);  // out of the swap, where the system allows
     shmctl(id, IPC_RMID, nullptr);
     if (address == nullptr) {
         throw systemFault("cannot power the token", "in shared memory");
@@ -33,7 +40,7 @@ SharedMemory SharedMemory::attach(std::int32_t id, std::size_t bytes) {
     if (id < 0 || shmctl(id, IPC_STAT, &about) != 0 || about.shm_segsz != bytes) {
         return {-1, nullptr};
     }
-    return {id, attached(id)};
+    return {id, attached(id, bytes)};
 }
 
 SharedMemory::~SharedMemory() {

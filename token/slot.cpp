@@ -5,11 +5,11 @@
 
 namespace token {
 
-std::shared_ptr<OpenToken> Slot::open() {
+std::shared_ptr<OpenToken> Slot::open(Missing missing) {
     const std::lock_guard guard(mutex_);
     std::shared_ptr<OpenToken> token = token_.lock();
     if (!token) {
-        token = std::make_shared<OpenToken>(realImagePath(place_));
+        token = std::make_shared<OpenToken>(realImagePath(place_, missing), missing);
         token_ = token;
     }
     return token;
@@ -17,7 +17,7 @@ std::shared_ptr<OpenToken> Slot::open() {
 
 Outcome Slot::connect(std::unique_ptr<Connection>& connection, std::string& why) {
     try {
-        std::shared_ptr<OpenToken> token = open();
+        std::shared_ptr<OpenToken> token = open(Missing::make);
         auto opened = std::make_unique<Connection>(token);
         if (!token->image().present()) {
             why = "the token was removed from its reader";
@@ -41,7 +41,7 @@ Outcome Slot::insert(std::string& why) {
 
 Outcome Slot::setPresent(bool present, std::string& why) {
     try {
-        const std::shared_ptr<OpenToken> token = open();
+        const std::shared_ptr<OpenToken> token = open(Missing::refuse);
         if (!present) {
             // Before the image, so that no change of before comes behind it; and after, for those
             // who looked in between.
@@ -49,9 +49,24 @@ Outcome Slot::setPresent(bool present, std::string& why) {
         }
         Image::Change change(token->image());
         token->image().setPresent(present);
-        change.commit([] { return true; });
+        change.commit(Image::always);
         if (!present) {
             token->power().removeCard();
+        }
+        return Outcome::good;
+    } catch (const Fault& fault) {
+        why = fault.what();
+        return Outcome::unusable;
+    }
+}
+
+Outcome Slot::reset(bool& wasPowered, std::string& why) {
+    try {
+        const std::string path = realImagePath(place_, Missing::refuse);
+        needImage(path);
+        wasPowered = isPowered(path);
+        if (wasPowered) {
+            open(Missing::refuse)->power().reset();
         }
         return Outcome::good;
     } catch (const Fault& fault) {

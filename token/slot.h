@@ -10,7 +10,8 @@
 namespace token {
 
 // The place where a software token is in its reader or not. Whether it is stands in the image. The
-// operations give their reason in `why` when they are not good. Any thread may call.
+// operations give their reason in `why` when they are not good. Only a connection makes an image
+// where there is none; the others are then unusable. Any thread may call.
 class Slot {
   public:
     explicit Slot(ImagePlace place) : place_(std::move(place)) {}
@@ -25,8 +26,12 @@ class Slot {
     Outcome remove(std::string& why);
     Outcome insert(std::string& why);
 
+    // Ends selection, login and everybody's transaction, if the token is powered. Waits for nobody.
+    // unusable on failure.
+    Outcome reset(bool& wasPowered, std::string& why);
+
   private:
-    std::shared_ptr<OpenToken> open();
+    std::shared_ptr<OpenToken> open(Missing missing);
     Outcome setPresent(bool present, std::string& why);
 
     ImagePlace place_;

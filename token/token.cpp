@@ -6,6 +6,7 @@
 #include "token/desx.h"
 #include "token/fault.h"
 #include "token/limits.h"
+#include "token/login.h"
 #include "token/status.h"
 
 namespace token {
@@ -112,6 +113,7 @@ Buffer Token::execute(Session& session, Bytes command, const Image::Fence& fence
     std::uint16_t result = status::imageFailed;
     try {
         Session after = session;
+        const Wiping wiping(after.key);
         result = statusOf(after, command, reply, fence);
         session = after;
     } catch (const Fault&) {
@@ -148,24 +150,32 @@ std::uint16_t Token::statusOf(Session& session, Bytes bytes, Buffer& reply,
 }
 
 std::uint16_t Token::login(Exchange& exchange) {
-    exchange.session.loggedIn = opens(image_.password(), exchange.data.subspan(1));
-    return exchange.session.loggedIn ? status::good : status::notAllowed;
+    exchange.session.logOut();
+    const Bytes password = exchange.data.subspan(1);
+    std::optional<SecretKey> key = logIn(image_, password, exchange.fence);
+    if (!key) {
+        return status::notAllowed;
+    }
+    const Wiping wiping(*key);
+    exchange.session.logIn(*key);
+    return status::good;
 }
 
 std::uint16_t Token::logout(Exchange& exchange) {
-    exchange.session.loggedIn = false;
+    exchange.session.logOut();
     return status::good;
 }
 
 std::uint16_t Token::changePassword(Exchange& exchange) {
-    if (!exchange.session.loggedIn) {
+    const Session& session = exchange.session;
+    if (!session.loggedIn) {
         return status::notAllowed;
     }
     const Bytes password = exchange.data.subspan(1);
     if (password.empty()) {
         return status::badPasswordSize;
     }
-    const PasswordRecord record = recordOf(password);
+    const PasswordRecord record = wrap(session.key, password, image_.serial(), image_.password());
     Image::Change change(image_);
     image_.setPassword(record);
     change.commit(exchange.fence);
@@ -227,7 +237,7 @@ std::uint16_t Token::create(Exchange& exchange) {
     if (const auto refusal = roomFor(session, object); refusal != status::good) {
         return refusal;
     }
-    image_.create(session.selected.number, object);
+    image_.create(session.selected.number, object, &session.key);
     change.commit(exchange.fence);
     return status::good;
 }
@@ -290,7 +300,7 @@ std::uint16_t Token::read(Exchange& exchange) {
         return refusal;
     }
     exchange.reply.reserve(length + 2U);
-    image_.read(session.selected, offset, length, exchange.reply);
+    image_.read(session.selected, offset, length, exchange.reply, &session.key);
     return status::good;
 }
 
@@ -306,7 +316,7 @@ std::uint16_t Token::write(Exchange& exchange) {
         return refusal;
     }
     Image::Change change(image_);
-    image_.write(session.selected, offset, exchange.data.subspan(4));
+    image_.write(session.selected, offset, exchange.data.subspan(4), &session.key);
     change.commit(exchange.fence);
     return status::good;
 }
@@ -317,7 +327,7 @@ std::uint16_t Token::writeKey(Exchange& exchange) {
         return refusal;
     }
     Image::Change change(image_);
-    image_.setKey(session.selected, exchange.data);
+    image_.setKey(session.selected, exchange.data, &session.key);
     change.commit(exchange.fence);
     return status::good;
 }
@@ -327,16 +337,17 @@ std::uint16_t Token::desx(Exchange& exchange) {
     if (!session.hasSelection() || session.selected.type != typeKey) {
         return status::noKey;
     }
-    const auto key = image_.key(session.selected);
-    if (!key) {
+    if (!image_.hasKey(session.selected)) {
         return status::wrongObject;
     }
     if (!isAllowed(session, session.selected)) {
         return status::notAllowed;
     }
+    KeyValue key = image_.key(session.selected, &session.key);
+    const Wiping wiping(key);
     Block block{};
     std::copy_n(exchange.data.begin() + 1, block.size(), block.begin());
-    const Block result = token::desx(*key, exchange.data[0] == 1, block);
+    const Block result = token::desx(key, exchange.data[0] == 1, block);
     exchange.reply.assign(result.begin(), result.end());
     return status::good;
 }
@@ -345,10 +356,7 @@ std::uint16_t Token::getInfo(Exchange& exchange) {
     Buffer& reply = exchange.reply;
     reply.push_back(colourIce);
     put16(reply, packages);
-    const Buffer serial = image_.serial();
-    if (serial.size() != 8) {
-        throw Fault("the serial number is damaged");
-    }
+    const Buffer& serial = image_.serial();
     reply.insert(reply.end(), serial.begin(), serial.end());
     put32(reply, image_.usage().bytes);
     put32(reply, mostBytes);
