@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "Components/qv_aid/qv_filesystem.h"
+#include "Components/qv_aid/qv_password.h"
 #include "Components/qv_aid/qv_protector.h"
 #include "apdulib/rm_apdutalker.h"
 #include "bench/instant_resource_manager.h"
@@ -24,6 +25,7 @@ namespace {
 constexpr std::uint32_t frameBytes = 986;
 constexpr std::uint32_t fileBytes = 60000;
 constexpr const char* filePath = "3f000001";
+constexpr const char* privatePath = "3f000002";
 
 // The figures are those of an untraced program.
 [[maybe_unused]] const int untraced = setenv("KSIGIL_LOGGING", "/dev/null", 1);
@@ -128,14 +130,17 @@ class Folder {
     std::string path_;
 };
 
-// A fresh embedded token with one public file, behind a talker.
+// A fresh embedded token with a public and a private file, logged in, behind a talker.
 class Token {
   public:
     Token() {
         platform::useResourceManager(&manager_);
         need(talker_.create() == 0 && talker_.lock() == 0);
-        need(files_.createFile(talker_, filePath, fileBytes, false) == 0);
-        need(files_.writeFile(talker_, filePath, 0, std::vector<u8>(fileBytes, 0x5A)) == 0);
+        logIn();
+        for (const char* path : {filePath, privatePath}) {
+            need(files_.createFile(talker_, path, fileBytes, path == privatePath) == 0);
+            need(files_.writeFile(talker_, path, 0, std::vector<u8>(fileBytes, 0x5A)) == 0);
+        }
         need(talker_.unlock(SCARD_LEAVE_CARD) == 0);
     }
     Token(const Token&) = delete;
@@ -149,9 +154,11 @@ class Token {
     QVFileSystem& files() { return files_; }
     std::string image() const { return folder_.image(); }
 
-    void select() {
+    void logIn() { need(QVPassword().login(talker_, {'1', '2', '3', '4'}) == 0); }
+
+    void select(bool isPrivate) {
         QVFileInfo info;
-        need(files_.selectPath(talker_, filePath, info) == 0);
+        need(files_.selectPath(talker_, isPrivate ? privatePath : filePath, info) == 0);
     }
 
   private:
@@ -162,9 +169,13 @@ class Token {
 };
 
 // The last byte changes with each frame: the database does not write what it has already.
-void frame(benchmark::State& state, Token& token, std::vector<u8> command, u32 room,
-           bool changing) {
-    token.select();
+// The arguments: inside a held transaction or not, on the private file or on the public one.
+void frame(benchmark::State& state, std::vector<u8> command, u32 room, bool changing) {
+    Token token;
+    if (state.range(0) != 0) {
+        need(token.talker().lock() == 0);
+    }
+    token.select(state.range(1) != 0);
     std::vector<u8> reply(room);
     for (auto _ : state) {
         command.back() = static_cast<u8>(command.back() + (changing ? 1 : 0));
@@ -175,22 +186,14 @@ void frame(benchmark::State& state, Token& token, std::vector<u8> command, u32 r
     }
 }
 
-// One frame of 986 bytes at offset 0; the argument: inside a held transaction or not.
+// One frame of 986 bytes at offset 0.
 void readFrame(benchmark::State& state) {
-    Token token;
-    if (state.range(0) != 0) {
-        need(token.talker().lock() == 0);
-    }
-    frame(state, token, {0, 0xB0, 0, 0, 0, 0, 4, 0, 0, frameBytes & 0xFF, frameBytes >> 8},
-          frameBytes + 2, false);
+    frame(state, {0, 0xB0, 0, 0, 0, 0, 4, 0, 0, frameBytes & 0xFF, frameBytes >> 8}, frameBytes + 2,
+          false);
 }
-BENCHMARK(readFrame)->ArgName("held")->Arg(0)->Arg(1);
+BENCHMARK(readFrame)->ArgNames({"held", "private"})->ArgsProduct({{0, 1}, {0, 1}});
 
 void writeFrame(benchmark::State& state) {
-    Token token;
-    if (state.range(0) != 0) {
-        need(token.talker().lock() == 0);
-    }
     std::vector<u8> command = {0,
                                0xD0,
                                0,
@@ -203,9 +206,18 @@ void writeFrame(benchmark::State& state) {
                                frameBytes & 0xFF,
                                frameBytes >> 8};
     command.resize(command.size() + frameBytes, 0xA5);
-    frame(state, token, command, 2, true);
+    frame(state, command, 2, true);
 }
-BENCHMARK(writeFrame)->ArgName("held")->Arg(0)->Arg(1)->UseRealTime();
+BENCHMARK(writeFrame)->ArgNames({"held", "private"})->ArgsProduct({{0, 1}, {0, 1}})->UseRealTime();
+
+void login(benchmark::State& state) {
+    Token token;
+    need(token.talker().lock() == 0);
+    for (auto _ : state) {
+        token.logIn();
+    }
+}
+BENCHMARK(login)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 // The one statement that such a frame cannot do without, on the same image, opened alike.
 void bareStatement(benchmark::State& state, const char* sql, bool writes) {
@@ -213,8 +225,10 @@ void bareStatement(benchmark::State& state, const char* sql, bool writes) {
     sqlite3* database = nullptr;
     need(sqlite3_open_v2(token.image().c_str(), &database,
                          SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr) == SQLITE_OK);
-    need(sqlite3_exec(database, "PRAGMA synchronous = FULL", nullptr, nullptr, nullptr) ==
-         SQLITE_OK);
+    need(sqlite3_exec(database,
+                      "PRAGMA journal_mode = TRUNCATE; PRAGMA synchronous = FULL;"
+                      "PRAGMA secure_delete = ON",
+                      nullptr, nullptr, nullptr) == SQLITE_OK);
     sqlite3_stmt* statement = nullptr;
     need(sqlite3_prepare_v2(database, sql, -1, &statement, nullptr) == SQLITE_OK);
     std::vector<u8> bytes(1024, 0xA5);

@@ -1,0 +1,124 @@
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+
+#include <thread>
+
+#include "tests/scratch_token.h"
+
+namespace {
+
+using Case = std::pair<const char*, const char*>;
+
+struct ToolTest : testing::Test {
+    // 1 is a private file of 3 pages, 2 a two-factor key, 3 a directory with the public file 4.
+    void fill() {
+        const std::string made = "login 1234 mf 3f000001 3000 PRV mk 3f000002 2F md 3f000003 PUB ";
+        const std::string filled = "wk 3f000002 0123456789abcdef mf 3f0000030004 9 PUB exit";
+        shell("echo '" + made + filled + "' | " QVSH " any");
+    }
+
+    // What it says, and its exit status. A process with an image open must not read its file.
+    std::string shell(const std::string& command) {
+        const std::string all = "exec 2>&1; export KSIGIL_TOKEN=t.db; cd " + folder.path() + "; ";
+        FILE* const output = popen((all + command).c_str(), "r");
+        std::string said(10000, '\0');
+        said.resize(fread(said.data(), 1, said.size(), output));
+        return said + "status " + std::to_string(WEXITSTATUS(pclose(output)));
+    }
+
+    // The tool with the right password on its standard input. What it fails at changes nothing.
+    void run(const std::string& arguments, int status, const std::string& said) {
+        const std::string before = shell("sha1sum $(ls | grep -v lock)");
+        EXPECT_THAT(shell("T=" TOOL "; yes 1234 | { $T " + arguments + "; }"),
+                    testing::ContainsRegex(said + ".*status " + std::to_string(status)));
+        const bool changes = status == 0 || arguments.find("--login") != std::string::npos;
+        EXPECT_TRUE(changes || shell("sha1sum $(ls | grep -v lock)") == before) << arguments;
+    }
+
+    ScratchFolder folder;
+    std::string path = folder.file("t.db");
+};
+
+TEST_F(ToolTest, LooksAfterAnImage) {
+    for (const char* name : {"show", "check", "eject", "insert", "reset", "unblock", "backup b"}) {
+        run(name, 2, "there is no image");
+        run(name + std::string(" --help"), 0, "Usage: ksigil-token ");
+    }
+    run("restore b", 2, "there is no image");
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+    run("create && $T show --json && $T reset", 0, "is 1234.*: \"3f00\",.*not powered");
+    run("eject && $T show && $T insert && $T show", 0, "reader: no.*reader: yes.*public .*3f00");
+    run("backup b && $T restore b && stat -c %a b t.db", 0, "Backed up.*Restored.*600\n600");
+    for (const auto& [arguments, said] :
+         {Case{"create", "exists already"}, Case{"backup b", "b exists already"},
+          Case{"restore t.db", "is the image itself"}, Case{"--image '' show", "names no file"},
+          Case{"show >/dev/full", "not be"}, Case{"check --login </dev/null", "no password"}}) {
+        run(arguments, 2, said);
+    }
+    run("show; for n in $(seq 10); do echo bad | $T check --login; done; $T check --login", 2,
+        "row: 1 of 10.*row: 9 of 10.*is blocked.*is blocked");
+    run("unblock && $T check --login", 0, "logins: 0.*is sound");
+}
+
+TEST_F(ToolTest, LooksAfterATokenInUse) {
+    fill();
+    token::Slot slot({path, false});
+    std::unique_ptr<token::Connection> connection;
+    std::string why;
+    ASSERT_EQ(slot.connect(connection, why), token::Outcome::good) << why;
+    answer(*connection, frameOf("20", "0431323334"));
+    answer(*connection, frameOf("A4", "0002003F0100"));
+    std::jthread writer([&](const std::stop_token& stop) {  // over and over, each time two pages
+        while (!stop.stop_requested()) {
+            EXPECT_EQ(answer(*connection, frameOf("D0", "FF0302000102")), "0090");
+        }
+    });
+    run("backup a && $T backup b && $T --image b check --login", 0, "Backed up.*is sound");
+    writer = {};
+    run("restore a", 2, "is powered");
+    sql(path, "UPDATE page SET bytes = zeroblob(1052) WHERE number = 65");
+    run("check", 1, "3f000001, page 1: does not authenticate");  // under the token's own key
+    run("reset && $T check", 0, "was reset.*was not opened");
+    EXPECT_EQ(answer(*connection, frameOf("DE", "00")), "outcome 4");
+}
+
+const Case damages[] = {
+    {"page SET bytes = (SELECT bytes FROM page LIMIT 1) WHERE number = 65", "1, page 1: does not"},
+    {"object SET key = zeroblob(44) WHERE id = 2", "3f000002, value: does not authenticate"},
+    {"page SET number = 67 WHERE number = 66", "1: page 67 belongs .*3f000001, page 2: missing"},
+    {"page SET bytes = x'' WHERE number = 64", "3f000001, page 0: a wrong length"},
+    {"object SET parent = 99 WHERE id = 4", "[?]{4}0004: its directory is missing"},
+    {"object SET parent = 1 WHERE id = 4", "3f0000010004: it stands in what is no directory"},
+    {"object SET parent = 3 WHERE id = 3", "0003: it is too deep, or its directories"},
+    {"sqlite_schema SET rootpage = 3 WHERE name = 'page'", "database: "},
+    {"token SET present = 2; PRAGMA user_version = 9", "file: .*version 9"},
+};
+
+TEST_F(ToolTest, FindsDamageAndRestoresOverIt) {
+    fill();
+    shell("cp t.db whole");
+    for (const auto& [damage, said] : damages) {
+        sql(path, std::string("PRAGMA writable_schema = ON; UPDATE ") + damage);
+        run("check --login", 1, said);
+        run("restore whole && $T check --login && rm -f t.db.replaced", 0, "Restored.*is sound");
+    }
+    putFreshImage(folder.file("fresh"));
+    sql(path, "DELETE FROM page WHERE number = 66");
+    run("backup bad", 2, "damaged.*3f000001, page 2: missing");
+    // A crash's journal stays with its image, and does not come to stand beside the new one.
+    for (const bool cutOff : {false, true}) {
+        shell("cp whole t.db");
+        if (fork() == 0) {
+            token::Database database(path, SQLITE_OPEN_READWRITE);
+            database.execute("PRAGMA cache_size = 1; BEGIN; UPDATE page SET bytes = x'00'");
+            _exit(0);
+        }
+        wait(nullptr);
+        if (cutOff) {  // as a restoring leaves it that ended in between
+            shell("ln t.db t.db.replaced; mv t.db-journal t.db.replaced-journal");
+        }
+        run("restore fresh && ls && $T check --login", 0, "fresh\nt.db\nt.db.lock\nw.*is sound");
+    }
+}
+
+}  // namespace

@@ -1,0 +1,23 @@
+#include "token/backup.h"
+
+#include <filesystem>
+
+#include "token/fault.h"
+#include "token/image_copy.h"
+#include "token/image_file.h"
+#include "token/new_file.h"
+
+namespace token {
+
+void backUp(const std::string& path, const std::string& file) {
+    if (std::filesystem::exists(std::filesystem::symlink_status(file))) {
+        throw Fault(file + " exists already");
+    }
+    needImage(path);
+    NewFile copy(file);
+    copyImage(path, copy.path());
+    copy.nameOnly(file);
+    syncFolderOf(file);
+}
+
+}  // namespace token
