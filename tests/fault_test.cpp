@@ -1,0 +1,222 @@
+// What killed processes, a failing disk and damage leave of a token, and what its files tell.
+
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+
+#include <atomic>
+#include <optional>
+#include <random>
+#include <set>
+
+#include "tests/failing_disk.h"
+#include "tests/trial_token.h"
+#include "token/check.h"
+#include "token/login.h"
+
+namespace {
+
+// As an older program left it: in clear, with what was deleted, in write-ahead mode.
+void putUnsealedImage(const std::string& path) {
+    putTrialImage(path);
+    const std::string setText = "CREATE TEMP TABLE text AS SELECT x'" + privateText + "' AS bytes;";
+    sql(path, setText + R"(
+        PRAGMA secure_delete = OFF; PRAGMA user_version = 1; PRAGMA journal_mode = WAL;
+        ALTER TABLE password RENAME COLUMN wrapped_key TO verifier;
+        ALTER TABLE password DROP COLUMN failures;
+        UPDATE password SET salt = zeroblob(16),
+            verifier = x'726598FC3447E1ADC8030EB028F53C072822F0692597295DC5C5A07254A9DA8E';
+        UPDATE object SET key = x'74776F20666163746F722076616C7565' WHERE id = 3;
+        UPDATE page SET bytes = substr(text.bytes, 1024 * (number - 128) + 1, 1024) FROM text
+            WHERE number >= 128;
+        INSERT INTO page SELECT 500, bytes FROM text; DELETE FROM page WHERE number = 500)");
+}
+
+struct FaultTest : testing::Test {
+    // Whether any file of the token holds the bytes.
+    bool holds(const std::string& hex) const {
+        std::string all;
+        for (const auto& file : std::filesystem::directory_iterator(folder.path())) {
+            all += contentOf(file.path());
+        }
+        const token::Buffer bytes = bytesOf(hex);
+        return all.find(std::string(bytes.begin(), bytes.end())) != std::string::npos;
+    }
+    bool holdsASecret() const {
+        return holds("7072697661746520") || holds(keyValue) || holds(otherPassword.substr(2));
+    }
+
+    ScratchFolder folder{"/dev/shm"};
+    std::string path = folder.file("token.db");
+};
+
+// The nth write to the private file; its content, in hexadecimal, follows.
+std::string nthWrite(unsigned n, std::string& content) {
+    const token::Buffer bytes(1 + n * 11 % 997, static_cast<std::uint8_t>(n));
+    token::Buffer range;
+    token::put16(range, static_cast<std::uint16_t>(n * 37 % 2000));
+    token::put16(range, static_cast<std::uint16_t>(bytes.size()));
+    content.replace(n * 37 % 2000 * 2, 2 * bytes.size(), hexOf(bytes));
+    return "D0 " + hexOf(range) + hexOf(bytes);
+}
+
+TEST_F(FaultTest, AKilledWriterLeavesWhatWasAnsweredAndNothingElse) {
+    putTrialImage(path);
+    auto expected = TrialToken(path).see();
+    std::mt19937 random(20);
+    unsigned written = 0;
+    auto* const answered = static_cast<std::atomic<unsigned>*>(
+        mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+    for (int round = 0; round < 300; ++round) {
+        const pid_t writer = fork();
+        if (writer == 0) {
+            TrialToken token(path);
+            token.connection->begin();
+            token.send(firstLogin + "A4 0002003F0200");
+            for (; token.send(nthWrite(written++, expected[1])) == "0090"; ++*answered) {
+            }
+            _exit(1);
+        }
+        usleep(static_cast<unsigned>(random() % 20000));
+        int status = kill(writer, SIGKILL);
+        waitpid(writer, &status, 0);
+        ASSERT_EQ(WTERMSIG(status), SIGKILL);
+        for (; *answered > 0; --*answered) {
+            nthWrite(written++, expected[1]);
+        }
+        TrialToken token(path);
+        ASSERT_EQ(token.send("D2 000000"), "0464") << token.why;
+        ASSERT_EQ(token.send("A4 0002003F0200 B0 00000100"), "8269");
+        ASSERT_EQ(token.connection->begin(), token::Outcome::good);
+        if (token.see() != expected) {
+            nthWrite(written++, expected[1]);  // it was under way
+        }
+        ASSERT_EQ(token.see(), expected) << round;
+    }
+    EXPECT_GT(written, 1000U);
+}
+
+constexpr const char* oldPage = "SELECT hex(bytes) FROM page WHERE number = 130";
+const struct {
+    void (*putImage)(const std::string& path);
+    std::string before, change;    // frames; the connecting itself where there is no change
+    const char* old = "SELECT 0";  // what the change does away with
+} changes[] = {
+    {[](const std::string&) {}, "", ""},
+    {putTrialImage, "", ""},
+    {putUnsealedImage, "", ""},
+    {putTrialImage, "", "20 " + otherPassword},
+    {putTrialImage, "", firstLogin},
+    {putUnsealedImage, "", firstLogin, "SELECT hex(verifier) FROM password"},
+    {putTrialImage, firstLogin, "D4 " + otherPassword, "SELECT hex(wrapped_key) FROM password"},
+    {putTrialImage, firstLogin + "A4 0001003F", "E0 0101C4090500"},
+    {putTrialImage, "A4 0002003F0100", "D0 FE03040061626364"},
+    {putTrialImage, firstLogin + "A4 0002003F0200", "D0 FE07040061626364", oldPage},
+    {putTrialImage, firstLogin + "A4 0002003F0300", "D6 " + keyValue,
+     "SELECT hex(key) FROM object WHERE id = 3"},
+    {putTrialImage, firstLogin + "A4 0002003F0200", "E2 01", oldPage},
+};
+
+TEST_F(FaultTest, AFailingDiskLeavesAChangeWholeOrUndone) {
+    FailingDisk::install();
+    for (const auto& [putImage, before, change, old] : changes) {
+        for (const bool full : {false, true}) {
+            std::set<std::array<std::string, 5>> seen;
+            int call = -1;  // the image as it was; then, at 0, with the change
+            do {
+                SCOPED_TRACE(before + change + std::to_string(call) + (full ? " full" : ""));
+                std::filesystem::remove_all(folder.path());
+                std::filesystem::create_directory(folder.path());
+                putImage(path);
+                std::optional<TrialToken> token;
+                std::string replaced;
+                if (!change.empty()) {
+                    token.emplace(path).send(before);
+                    replaced = sql(path, old);
+                }
+                FailingDisk::untilFailure = call;
+                FailingDisk::isFull = full;
+                FailingDisk::hasFailed = false;
+                if (change.empty()) {
+                    token.emplace(path);
+                    EXPECT_EQ(token->connection == nullptr, !token->why.empty());
+                } else if (call >= 0) {
+                    EXPECT_EQ(token->send(change) == "8165", FailingDisk::hasFailed);
+                    EXPECT_FALSE(call == 0 && replaced.size() > 1 &&
+                                 holds(replaced.substr(replaced.size() / 2, 32)));
+                }
+                FailingDisk::untilFailure = FailingDisk::isFull = 0;
+                TrialToken later(path);
+                const auto now = (token->connection ? *token : later).see();
+                EXPECT_EQ(later.see(), now);
+                EXPECT_FALSE(holdsASecret());
+                seen.insert(now);
+            } while (++call < 2 || FailingDisk::hasFailed);
+            EXPECT_LE(seen.size(), 2U);
+        }
+    }
+}
+
+TEST_F(FaultTest, DamageIsNeverTakenForPrivateContent) {
+    putTrialImage(path);
+    const std::string image = contentOf(path);
+    const auto whole = TrialToken(path).see();
+    std::mt19937 random(30);
+    for (int i = 0; i < 10000; ++i) {
+        std::string damaged = image;
+        damaged.resize(random() % 4 == 0 ? 1 + random() % image.size() : image.size());
+        for (unsigned long flips = random() % 16; flips > 0; --flips) {
+            char& byte = damaged[random() % damaged.size()];
+            byte = static_cast<char>(byte ^ 1 << random() % 8);
+        }
+        std::filesystem::remove(path + "-journal");
+        std::ofstream(path) << damaged;
+        TrialToken token(path);
+        const auto seen = token.see();
+        for (const std::size_t at : {1, 2}) {
+            ASSERT_TRUE(!seen[at].ends_with("0090") || seen[at] == whole[at]) << i;
+        }
+        if (seen[1] == "8165" || seen[2] == "8165") {
+            const auto key = token::keyOfPowered(path);
+            ASSERT_FALSE(token::check(path, &key.value()).problems.empty()) << i;
+        }
+    }
+}
+
+TEST_F(FaultTest, ASealHoldsInItsOwnPlaceOnly) {
+    const std::string other = folder.file("other.db");
+    token::makeImage(other);
+    TrialToken(other).fill();
+    const struct {
+        std::size_t seen;
+        const char *reply, *statements;
+    } rows[] = {
+        {1, "8165", "REPLACE INTO page SELECT 128, bytes FROM page WHERE number = 129"},
+        {1, "8165", "UPDATE page SET number = number + 448; UPDATE object SET number = number + 7"},
+        {1, "8165", "REPLACE INTO page SELECT 128, bytes FROM other.page WHERE number = 128"},
+        {2, "8165", "UPDATE object SET key = o.key FROM other.object o WHERE o.id = object.id"},
+        {1, "8269", "REPLACE INTO password SELECT * FROM other.password"},
+    };
+    for (const auto& row : rows) {
+        putTrialImage(path);
+        sql(path, "ATTACH '" + other + "' AS other; " + row.statements);
+        EXPECT_EQ(TrialToken(path).see()[row.seen], row.reply) << row.statements;
+    }
+}
+
+TEST_F(FaultTest, TenFailedLoginsInARowBlockThePassword) {
+    for (const auto putImage : {putTrialImage, putUnsealedImage}) {
+        putImage(path);
+        for (const int failures : {9, 10}) {
+            for (int i = 0; i < failures; ++i) {
+                EXPECT_EQ(TrialToken(path).send("20 " + otherPassword), "8269");
+            }
+            EXPECT_EQ(TrialToken(path).send(firstLogin), failures < 10 ? "0090" : "8269");
+        }
+        token::unblock(path);
+        EXPECT_EQ(TrialToken(path).send(firstLogin), "0090");
+        std::filesystem::remove(path);
+    }
+}
+
+}  // namespace
