@@ -1,19 +1,13 @@
 #include <gmock/gmock.h>
 
-#include <filesystem>
-#include <fstream>
 #include <set>
-#include <sstream>
 #include <thread>
 
-#include <sys/wait.h>
-
-#include "Components/qv_aid/qv_protector.h"
-#include "apdulib/rm_apdutalker.h"
 #include "include/log_gate.h"
 #include "include/qv_appentry.h"
 #include "support/assertion.h"
 #include "tests/recording_resource_manager.h"
+#include "tests/shell_runs.h"
 
 namespace {
 
@@ -29,11 +23,6 @@ const struct Outlasting {
     ~Outlasting() { logEvent("static", ""); }
 } outlasting;
 
-std::string contentOf(const std::string& path) {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 // How a trace is told in short, each text and its form. X is a plain exit; C the thread's record
 // found, M missing, N made; T an exchange with the token, S a selection, A one of nothing; B and E
 // the talker's making and end; G the card grabbed, and the parentheses the lock and its release.
@@ -47,34 +36,10 @@ constexpr const char* shortForms =
     "~RMApduTalker()+ ~RMApduTalker()X |B |.selectPath+ T .selectPath=e0066407 |A |"
     "~~RMApduTalker()+ ~~RMApduTalker(): last in process ~~RMApduTalker()X |E |";
 
-const std::string scratch = testing::TempDir();
-
-// A folder that is the temporary directory of the programs run in it and holds their configuration.
-struct Trace : testing::Test {
-    std::string folder = scratch + "log_test_XXXXXX";
-
-    Trace() { EXPECT_NE(mkdtemp(folder.data()), nullptr); }
-    ~Trace() override { std::filesystem::remove_all(folder); }
-
-    void put(const char* file, const std::string& text) { std::ofstream(folder + file) << text; }
-
-    // What the commands write, and their exit status. $self is this program in the role named.
-    std::string run(const std::string& script) const {
-        setenv("SELF", std::filesystem::read_symlink("/proc/self/exe").c_str(), 1);
-        const std::string preface =
-            "umask 0; cd " + folder +
-            "; export TMPDIR=$PWD KSIGIL_PCSC=embedded KSIGIL_LOGGING=$PWD/conf"
-            " KSIGIL_TOKEN=$PWD/token.db; self=\"timeout 20 $SELF --role\";"
-            " shell='timeout 20 " QVSH " any'; ";
-        FILE* const output = popen((preface + script).c_str(), "r");
-        std::string written(4096, '\0');
-        written.resize(std::fread(written.data(), 1, written.size(), output));
-        return written + std::to_string(WEXITSTATUS(pclose(output)));
-    }
-
+struct Trace : Programs {
     // The lines behind their process and thread, in short.
     std::string trace() const {
-        std::istringstream lines(contentOf(folder + "/qvsh.log"));
+        std::istringstream lines(contentOf(file("qvsh.log")));
         std::string all;
         for (std::string line; std::getline(lines, line); all += line.substr(20) + '\n') {
             EXPECT_THAT(line, MatchesRegex("[1-9][0-9 ]{8} [1-9][0-9 ]{8} [^ ].*"));
@@ -90,25 +55,23 @@ struct Trace : testing::Test {
 };
 
 constexpr const char* sessionTrace =
-    "B ~create()+ ~create: first creator ~create()-0 "
-    "~lock()+ N 0 G QVPassword::login+ T ) ( QVPassword::changePassword+ T ) "
-    "( .createDirectory+ .create+ S T .create=0 .createDirectory=0 ) "
-    "( .createFile+ .create+ S T .create=0 .createFile=0 ) ( .writeFile+ S T .writeFile=0 ) "
-    "( .desx+ S T T .desx=0 ) ( .createFile+ .create+ S T .create=0 .createFile=0 ) "
-    "( .writeFile+ S T .writeFile=0 ) ( .readFile+ S T .readFile=0 ) "
-    "( .dir+ .directoryPath+ S T S S .directoryPath=0 .dir=0 ) "
-    "( .listFiles+ .directoryPath+ S T S S .directoryPath=0 .listFiles=0 ) "
-    "( .listDirectories+ .directoryPath+ S T S S .directoryPath=0 .listDirectories=0 ) "
-    "( .getFileInfo+ .selectPath+ .selectPath=80070057 .getFileInfo=80070057 ) "
-    "( $operation+ $initialize+ isAppEntryExist+ readAppEntryFile+ .getFileInfo+ A "
-    ".getFileInfo=e0066407 readAppEntryFile=e0066407 isAppEntryExist=0 .isFileExists+ S "
-    ".isFileExists=0 .isFileExists+ A .isFileExists=0 $initialize=e0130001 $operation=e0130001 ) "
-    "( .del+ S .directoryPath+ S T S .directoryPath=0 .deletePath+ S T .deletePath=0 "
-    ".deletePath+ S T .deletePath=0 .del=0 ) ( QVPassword::logout+ T ) E ";
+    "B ~create()+ ~create: first creator ~create()-0 ~lock()+ N 0 G QVPassword::login+ T ) ( "
+    "QVPassword::changePassword+ T ) ( .createDirectory+ .create+ S T .create=0 "
+    ".createDirectory=0 ) ( .createFile+ .create+ S T .create=0 .createFile=0 ) ( .writeFile+ S "
+    "T .writeFile=0 ) ( .desx+ S T T .desx=0 ) ( .createFile+ .create+ S T .create=0 "
+    ".createFile=0 ) ( .writeFile+ S T .writeFile=0 ) ( .readFile+ S T .readFile=0 ) ( .dir+ "
+    ".directoryPath+ S T S S .directoryPath=0 .dir=0 ) ( .listFiles+ .directoryPath+ S T S S "
+    ".directoryPath=0 .listFiles=0 ) ( .listDirectories+ .directoryPath+ S T S S "
+    ".directoryPath=0 .listDirectories=0 ) ( .getFileInfo+ .selectPath+ .selectPath=80070057 "
+    ".getFileInfo=80070057 ) ( $operation+ $initialize+ isAppEntryExist+ readAppEntryFile+ "
+    ".getFileInfo+ A .getFileInfo=e0066407 readAppEntryFile=e0066407 isAppEntryExist=0 "
+    ".isFileExists+ S .isFileExists=0 .isFileExists+ A .isFileExists=0 $initialize=e0130001 "
+    "$operation=e0130001 ) ( .del+ S .directoryPath+ S T S .directoryPath=0 .deletePath+ S T "
+    ".deletePath=0 .deletePath+ S T .deletePath=0 .del=0 ) ( QVPassword::logout+ T ) E ";
 
 TEST_F(Trace, TellsAWholeSession) {
-    put("/conf", "# on\nEnabled=1\n");
-    put("/input",
+    put("conf", "# on\nEnabled=1\n");
+    put("input",
         "login 1234 changepw Pass.word md 3f001000 PUB mk 3f0010000001 1F wk 3f0010000001 "
         "0123456789abcdef dx 3f0010000001 E 3f00beef mf 3f002000 4 PRV w 3f002000 0 3f00 "
         "r 3f002000 0 4 ls 3f00 lfs 3f00 ld 3f00 i 3f0 pr E abc rm 3f001000 logout exit");
@@ -117,10 +80,10 @@ TEST_F(Trace, TellsAWholeSession) {
         run("rm -f token.db; $shell <input " + streams);
         EXPECT_EQ(trace(), sessionTrace) << streams;
     }
-    EXPECT_EQ(run("stat -c %a qvsh.log; rm token.db; " QVPREPARE " any >&2"), "600\n0");
+    EXPECT_EQ(run("stat -c %a qvsh.log; rm token.db; " QVPREPARE " any >&2"), "600/0");
     EXPECT_THAT(trace(), ContainsRegex("creating: 3f003000 \\.createDirectory\\+ .*"
                                        "creating key: 3f0030000001 \\.createFile\\+ "));
-    put("/conf", "");
+    put("conf", "");
     run("$shell <input");
     EXPECT_EQ(trace(), "");
 }
@@ -144,28 +107,26 @@ void makeOtherCalls() {
 
 TEST_F(Trace, TellsTheOtherCalls) {
     std::string told =
-        "~lock()+ ~getContext+ ~getContext: no mapping ~lock()--2147467259 "
-        "~create()+ ~create: first creator ~create()-0 ~create()+ ~create()-0 "
-        "~unlock()+ M ~unlock()--2146435049 ~lock()+ N 0 G "
-        "~lock()+ C ~lock: ** lockCount = 1 ~lock()-0 "
-        "~unlock()+ C ~unlock: ** lockCount = 2 ~unlock()-0 "
-        "~unlock()+ C ~unlock: ** RM unlock ~unlock()-6 ~detach()+ C ~detach()X "
-        "~unlock()+ N 0 ~unlock: card already unlocked ~unlock()-0 ~reconnect()+ C ~reconnect()-0 "
-        ".readFile (entire)+ .selectPath+ .selectPath=80070057 .readFile (entire)=80070057 "
-        "remove_kSAppEntry+ readAppEntryFile+ .getFileInfo+ .selectPath+ T .selectPath=80100013 "
-        ".getFileInfo=80100013 readAppEntryFile=80100013 remove_kSAppEntry=80100013 "
-        "$maxOperationLength+ $maxOperationLength=0 ";
+        "~lock()+ ~getContext+ ~getContext: no mapping ~lock()--2147467259 ~create()+ ~create: "
+        "first creator ~create()-0 ~create()+ ~create()-0 ~unlock()+ M ~unlock()--2146435049 "
+        "~lock()+ N 0 G ~lock()+ C ~lock: ** lockCount = 1 ~lock()-0 ~unlock()+ C ~unlock: ** "
+        "lockCount = 2 ~unlock()-0 ~unlock()+ C ~unlock: ** RM unlock ~unlock()-6 ~detach()+ C "
+        "~detach()X ~unlock()+ N 0 ~unlock: card already unlocked ~unlock()-0 ~reconnect()+ C "
+        "~reconnect()-0 .readFile (entire)+ .selectPath+ .selectPath=80070057 .readFile "
+        "(entire)=80070057 remove_kSAppEntry+ readAppEntryFile+ .getFileInfo+ .selectPath+ T "
+        ".selectPath=80100013 .getFileInfo=80100013 readAppEntryFile=80100013 "
+        "remove_kSAppEntry=80100013 $maxOperationLength+ $maxOperationLength=0 ";
     for (int i = 1; i < 64; ++i) {
         told += "N " + std::to_string(i) + " ";
     }
     told += "M ~getContext: Reader Context full ";
-    put("/conf", "Enabled=1");
+    put("conf", "Enabled=1");
     EXPECT_EQ(run("$self calls"), "0");
     EXPECT_EQ(trace(), "static    :  B " + told + "E static    :  ");
 }
 
 TEST_F(Trace, IsOnWhereTheFirstEnabledIsOne) {
-    setenv("KSIGIL_LOGGING", (folder + "/conf").c_str(), 1);
+    setenv("KSIGIL_LOGGING", file("conf").c_str(), 1);
     for (const std::string text :
          {"Enabled=1", "Cycle=x\\nEnabled=01\\nEnabled=0\\n", "", "Enabled=0\\nEnabled=1",
           "Enabled=2", "Enabled=4294967297", "Enabled=-4294967295", "Enabled=1 ",
@@ -176,31 +137,34 @@ TEST_F(Trace, IsOnWhereTheFirstEnabledIsOne) {
         LogGate gate;
         EXPECT_EQ(gate.logEnabled(), isOn) << text;
         run("rm -rf conf");
-        put("/conf", isOn ? "" : "Enabled=1");
+        put("conf", isOn ? "" : "Enabled=1");
         EXPECT_EQ(gate.logEnabled(), isOn) << text;
     }
 }
 
 TEST_F(Trace, StandsInADirectoryOfLessThan260Bytes) {
+    const std::string usual = std::filesystem::temp_directory_path();
     run("mkdir other");
     for (const std::size_t length : {259U, 260U}) {
-        std::string path = folder + "/other";
+        std::string path = file("other");
         path.resize(length, '/');
-        put("/conf", "Path=" + path);
+        put("conf", "Path=" + path);
         EXPECT_EQ(run("rm -f qvsh.log other/*; $shell </dev/null >&2; echo *log other/*"),
-                  length == 259 ? "*log other/qvsh.log\n0" : "qvsh.log other/*\n0");
+                  length == 259 ? "*log other/qvsh.log/0" : "qvsh.log other/*/0");
         setenv("TMPDIR", path.c_str(), 1);
         char directory[MAX_PATH];
         GetTempPathA(MAX_PATH, directory);
         EXPECT_EQ(directory, length == 259 ? path : "/tmp");
     }
+    setenv("TMPDIR", usual.c_str(), 1);
 }
 
-// Writes lines of 33 bytes, `more` in the last, asks a gate, and tells what is left.
-void fill(int lines, LogText more) {
-    for (int i = 2; i <= lines; ++i) {  // the first is the static object's
-        writeLog("", i == lines ? more : LogText(""));
+// Writes lines of 33 bytes, a number in the last, asks a gate, and tells what is left.
+void fill(u32 lines, u32 number) {
+    for (u32 i = 2; i < lines; ++i) {  // the first is the static object's
+        writeLog("", "");
     }
+    writeLog("", "", LogForm::decimal, number);
     const std::string before = contentOf("qvsh.log");
     LogGate().logEnabled();
     const std::string after = contentOf("qvsh.log");
@@ -209,18 +173,18 @@ void fill(int lines, LogText more) {
 
 TEST_F(Trace, IsCutToItsLastTenthAboveTheLimit) {
     for (const std::string cycle : {"Cycle=1", "", "Cycle=0", "Cycle=4194305", "Cycle=1x"}) {
-        put("/conf", "Enabled=1\n" + cycle);
-        EXPECT_EQ(run("$self at; $self above; $self 1500; stat -c %s qvsh.log"),
-                  cycle == "Cycle=1" ? "1024 1024 1|1025 102 1|1500 150 1|183\n0"
-                                     : "1024 1024 1|1025 1025 1|1500 1500 1|1533\n0");
+        put("conf", "Enabled=1\n" + cycle);
+        EXPECT_EQ(run("$self 31,1; $self 31,12; $self 45,1234567890; stat -c %s qvsh.log"),
+                  cycle == "Cycle=1" ? "1024 1024 1|1025 102 1|1495 149 1|182/0"
+                                     : "1024 1024 1|1025 1025 1|1495 1495 1|1528/0");
     }
 }
 
 TEST_F(Trace, KeepsTheLinesOfManyThreadsWhole) {
     for (const int cycle : {0, 16}) {
-        put("/conf", "Enabled=1\nCycle=" + std::to_string(cycle));
+        put("conf", "Enabled=1\nCycle=" + std::to_string(cycle));
         EXPECT_EQ(run("$self threads"), "0");
-        std::istringstream lines(contentOf(folder + "/qvsh.log"));
+        std::istringstream lines(contentOf(file("qvsh.log")));
         std::string line;
         std::getline(lines, line);  // a cut may have halved it
         std::set<std::string> whole;
@@ -236,8 +200,8 @@ TEST_F(Trace, KeepsTheLinesOfManyThreadsWhole) {
 TEST_F(Trace, TouchesNoFileButItsOwn) {
     const std::string look = "{ stat -c '%N %F %a %h %u %s' qvsh.log victim absent; cat victim; } ";
     const std::string isSame = look + ">after 2>&1; cmp before after";
-    put("/conf", "Enabled=1\nCycle=1");
-    put("/input", "login 1234 ls 3f00 exit");
+    put("conf", "Enabled=1\nCycle=1");
+    put("input", "login 1234 ls 3f00 exit");
     const std::string output = run("echo kept >victim; $shell <input");
     for (const std::string obstacle :
          {"ln -s victim qvsh.log", "ln -s absent qvsh.log", "ln victim qvsh.log", "mkfifo qvsh.log",
@@ -253,43 +217,41 @@ TEST_F(Trace, TouchesNoFileButItsOwn) {
 }
 
 TEST_F(Trace, GoesWithoutItsFile) {
-    put("/conf", "Enabled=1\nCycle=1");
+    put("conf", "Enabled=1\nCycle=1");
     const std::string shell = "echo login | KSIGIL_PCSC=none $shell 2>&1";
     const std::string output = run(shell);
     for (const char* loss : {"export TMPDIR=/absent; ", "ulimit -f 0; "}) {
         EXPECT_EQ(run(loss + shell), output) << loss;
     }
-    EXPECT_EQ(run("mkdir sub; TMPDIR=$PWD/sub $self 'rm -r sub' >&2; ls"), "conf\nqvsh.log\n0");
-    EXPECT_EQ(run("$self 'rm qvsh.log' >&2; stat -c %a qvsh.log"), "600\n0");
+    EXPECT_EQ(run("mkdir sub; TMPDIR=$PWD/sub $self 'rm -r sub' >&2; ls"), "conf/qvsh.log/0");
+    EXPECT_EQ(run("$self 'rm qvsh.log' >&2; stat -c %a qvsh.log"), "600/0");
 }
 
-TEST(Assertion, AsksTheGateBehindItsLine) {
+TEST(Assertion, AsksTheGateBehindItsLineAndRunsExitHandlers) {
     assertionAsks([] { return std::fputs("asked", stderr) < 0; });
-    EXPECT_EXIT(assertionFailed("x", "file", 71), testing::ExitedWithCode(1),
-                "^Assertion failed: x at file: file at line: 71\nasked$");
+    EXPECT_EXIT((std::atexit([] { std::fputs(", ended", stderr); }), assertionFailed("x", "f", 71)),
+                testing::ExitedWithCode(1),
+                "^Assertion failed: x at file: f at line: 71\nasked, ended$");
 }
 
-void writeManyLines() {
-    for (u32 i = 0; i < 1000; ++i) {
-        logEvent("thread", "at ", i);
-    }
-}
-
-// A role is one of these words, or a command to be run between two cuts.
+// A role is one of these words, two numbers, or a command to be run between two cuts.
 void play(const std::string& role) {
+    const auto writeLines = [] {
+        for (u32 i = 0; i < 1000; ++i) {
+            logEvent("thread", "at ", i);
+        }
+    };
     if (role == "calls") {
         makeOtherCalls();
     } else if (role == "threads") {
         std::jthread threads[8];
-        std::generate_n(threads, 8, [] { return std::jthread(writeManyLines); });
-    } else if (role == "at" || role == "above") {
-        fill(31, role == "at" ? LogText("x") : LogText("xx"));
-    } else if (role == "1500") {
-        fill(45, "fifteen letters");
+        std::generate_n(threads, 8, [&] { return std::jthread(writeLines); });
+    } else if (role[2] == ',') {
+        fill(static_cast<u32>(std::stoul(role)), static_cast<u32>(std::stoul(role.substr(3))));
     } else {
-        fill(45, "");
+        fill(45, 0);
         static_cast<void>(!std::system(role.c_str()));
-        writeManyLines();
+        writeLines();
     }
 }
 

@@ -1,16 +1,12 @@
-#include <gmock/gmock.h>
 #include <openssl/evp.h>
 #include <openssl/provider.h>
 
-#include <iostream>
 #include <random>
 
 #include "include/qv_appentry.h"
 #include "platform/embedded_resource_manager.h"
-#include "shell/qv_shell.h"
-#include "tests/recording_resource_manager.h"
 #include "tests/recording_talker.h"
-#include "tests/scratch_token.h"
+#include "tests/shell_runs.h"
 
 namespace {
 
@@ -67,20 +63,20 @@ std::string perform(char operation, u32 id, ApduTalker& talker) {
 }
 
 TEST(AppEntry, ReadsAndRewritesTheFile) {
-    const std::string odd = "99aabbccdd33343536";  // no usual marker
-    const std::string twin = "237856341234353637";
-    const std::string abcd = "237856341261626364";
-    const std::string junk = hex(Bytes(30, 0xEE));  // no usual label
+    const std::string twin = "237856341234353637", abcd = "237856341261626364";
+    // No usual marker, no usual label; a record that is cut off, and one that is all but there.
+    const std::string odd = "99aabbccdd33343536", junk = hex(Bytes(30, 0xEE));
+    const std::string cut = odd + "2300112233445566", none = hex(Bytes(38, 0xEE));
     const std::tuple<std::string, char, u32, std::string, std::string> rows[] = {
         {"", '?', 1, "0", ""},
         {"", 'r', 1, "3758515207", ""},
         {"", 's', 0x12345678, "0", label + abcd},
         {hex(Bytes(29, 0xEE)), '?', 0xEEEEEEEE, "0", hex(Bytes(29, 0xEE))},
         {label, '?', 0x12345678, "0", label},
-        {hex(Bytes(38, 0xEE)), '?', 0xEEEEEEEE, "0", hex(Bytes(38, 0xEE))},
-        {hex(Bytes(39, 0xEE)), '?', 0xEEEEEEEE, "0yes", hex(Bytes(39, 0xEE))},
-        {junk + odd + "2300112233445566", 's', 0x12345678, "0", label + odd + abcd},
-        {junk + odd + "2300112233445566", 'g', 0x33221100, "87", junk + odd + "2300112233445566"},
+        {none, '?', 0xEEEEEEEE, "0", none},
+        {none + "ee", '?', 0xEEEEEEEE, "0yes", none + "ee"},
+        {junk + cut, 's', 0x12345678, "0", label + odd + abcd},
+        {junk + cut, 'g', 0x33221100, "87", junk + cut},
         {junk + twin + twin, 's', 0x12345678, "0", label + abcd + twin},
         {junk + abcd + twin, 'g', 0x12345678, "061626364", junk + abcd + twin},
         {junk + abcd + twin, 'r', 0x12345678, "0", label + twin},
@@ -206,18 +202,6 @@ TEST(Desx, IsThatOfAnotherImplementation) {
     }
 }
 
-// The shell in this process: what it writes, and its exit status.
-std::string shell(const std::string& input) {
-    std::istringstream in(input);
-    std::ostringstream out;
-    std::streambuf* const usualIn = std::cin.rdbuf(in.rdbuf());
-    std::streambuf* const usualOut = std::cout.rdbuf(out.rdbuf());
-    const int status = QVShell("VDW ifdh 0").run();
-    std::cin.rdbuf(usualIn);
-    std::cout.rdbuf(usualOut);
-    return out.str() + std::to_string(status);
-}
-
 TEST(CryptoCommands, SendTheFewestFrames) {
     WatchedToken token;
     std::string expected = select + select + ", read 00002700";
@@ -236,18 +220,6 @@ TEST(CryptoCommands, SendTheFewestFrames) {
               ", select 3f00d8000001, select 3f00d800, create 0100d0070100, select "
               "3f00d8000001, write 0000da03" +
                   zeros + ", write da03da03" + zeros + ", write b4071c00" + hex(Bytes(28)));
-}
-
-TEST(CryptoCommands, EndTheLoopLikeOthersButForAnExercise) {
-    const std::tuple<const char*, const char*, const char*> cases[] = {
-        {"t exit", "end", "Cannot unlock0x80100016\n>0"},
-        {"pr X exit", "end", ">Syntax error.\nCannot unlock0x80100016\n1"},
-        {"t exit", "begin", "-\n>1"}};
-    for (const auto& [input, call, end] : cases) {
-        RecordingResourceManager manager;
-        manager.results[call] = {0x80100016};
-        EXPECT_THAT(shell(input), testing::EndsWith(end));
-    }
 }
 
 }  // namespace

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <atomic>
 #include <deque>
 #include <functional>
 #include <map>
+#include <mutex>
 #include <string>
 #include <utility>
 
@@ -10,15 +12,15 @@
 #include "platform/resource_manager.h"
 
 // In use while it exists. Keeps each call in words; succeeds but for the results that a test has
-// queued. The nth context is n, and its card 100 + n. For one thread at a time.
+// queued. The nth context is n, and its card 100 + n.
 class RecordingResourceManager : public platform::ResourceManager {
   public:
     RecordingResourceManager() { platform::useResourceManager(this); }
     ~RecordingResourceManager() override { platform::useResourceManager(nullptr); }
 
     std::map<std::string, std::deque<u32>> results;
+    std::map<std::string, std::function<void()>> during;  // what the next call of the name runs
     u32 protocol = 2;
-    std::function<void()> duringConnect = [] {};
 
     // The calls since the last take. " | open 1" is context 1 and its connection as usual.
     std::string take() { return std::exchange(calls_, {}); }
@@ -33,12 +35,6 @@ class RecordingResourceManager : public platform::ResourceManager {
     u32 connect(u32 context, const char* reader, u32 mode, u32 protocols, u32& card, u32& active,
                 std::string&) override {
         const u32 rv = record("connect", {context, mode, protocols}, " " + std::string(reader));
-        const std::string number = std::to_string(context);
-        const std::string usual = " | establish 2 | connect " + number + " 2 3 VDW ifdh 0";
-        if (calls_.ends_with(usual)) {
-            calls_.replace(calls_.size() - usual.size(), usual.size(), " | open " + number);
-        }
-        std::exchange(duringConnect, [] {})();
         card = rv == 0 ? 100 + context : card;
         active = protocol;
         return rv;
@@ -61,18 +57,30 @@ class RecordingResourceManager : public platform::ResourceManager {
   private:
     u32 record(const std::string& call, std::initializer_list<u32> numbers,
                const std::string& text = "") {
+        std::unique_lock guard(mutex_);
         calls_ += " | " + call;
         for (const u32 number : numbers) {
             calls_ += ' ' + std::to_string(number);
         }
         calls_ += text;
+        const std::string context = std::to_string(*numbers.begin());
+        const std::string usual = " | establish 2 | connect " + context + " 2 3 VDW ifdh 0";
+        if (calls_.ends_with(usual)) {
+            calls_.replace(calls_.size() - usual.size(), usual.size(), " | open " + context);
+        }
         std::deque<u32>& queued = results[call];
         queued.push_back(0);
         const u32 rv = queued.front();
         queued.pop_front();
+        const auto work = during.extract(call);
+        guard.unlock();
+        if (work) {
+            work.mapped()();
+        }
         return rv;
     }
 
+    std::mutex mutex_;
     std::string calls_;
-    u32 contexts_ = 0;
+    std::atomic<u32> contexts_ = 0;
 };

@@ -14,8 +14,7 @@ using Bytes = std::vector<u8>;
 inline std::string hex(const Bytes& bytes) {
     std::string text;
     for (const u8 byte : bytes) {
-        text += "0123456789abcdef"[byte >> 4];
-        text += "0123456789abcdef"[byte & 0xF];
+        text += {"0123456789abcdef"[byte >> 4], "0123456789abcdef"[byte & 0xF]};
     }
     return text;
 }
@@ -27,9 +26,9 @@ inline void append16(Bytes& bytes, u32 value) {
 // A frame as its name and data field, a selection as its path: "select 3f00a1a1", "read 0000da03".
 inline std::string wordOf(const Bytes& frame) {
     static const std::map<u8, std::string> names{
-        {0x20, "login"},  {0xD4, "change"}, {0xDC, "logout"}, {0xE0, "create"},
-        {0xE2, "delete"}, {0xA4, "select"}, {0xB0, "read"},   {0xD0, "write"},
-        {0xD6, "key"},    {0xD2, "list"},   {0xD8, "desx"}};
+        {0x20, "login"},  {0xD4, "change"}, {0xDC, "logout"}, {0xE0, "create"}, {0xE2, "delete"},
+        {0xA4, "select"}, {0xB0, "read"},   {0xD0, "write"},  {0xD6, "key"},    {0xD2, "list"},
+        {0xD8, "desx"},   {0xDA, "info"},   {0xDE, "word"}};
     Bytes field(frame.begin() + 7, frame.end());
     if (frame[1] == 0xA4) {
         field.erase(field.begin(), field.begin() + 2);
@@ -40,36 +39,15 @@ inline std::string wordOf(const Bytes& frame) {
     return names.at(frame[1]) + " " + hex(field);
 }
 
-// Keeps every frame and the room for its reply, and gives the same answer to all.
-class RecordingTalker : public ApduTalker {
+// A small token: objects by path, no password. It keeps the frames, the room for their replies and
+// the frames in words, refuses the one that reads `refused` with 0x6982, and lets a test change any
+// reply on its way to the host.
+class TokenTalker : public ApduTalker {
   public:
     struct Answer {
-        u32 rv = 0;
-        Bytes bytes{0x00, 0x90};  // what arrives, status word included; beyond the room only told
+        u32 rv;
+        Bytes bytes;  // what arrives, status word included; beyond the room only told
     };
-
-    Answer answer;
-    std::vector<Bytes> frames;
-    std::vector<u32> rooms;
-
-    u32 transmit(const u8* send, u32 sendLength, u8* receive, u32* receiveLength) override {
-        frames.emplace_back(send, send + sendLength);
-        rooms.push_back(*receiveLength);
-        const Answer given = answerTo(frames.back(), *receiveLength);
-        const std::size_t copied = std::min<std::size_t>(given.bytes.size(), *receiveLength);
-        std::copy_n(given.bytes.begin(), copied, receive);
-        *receiveLength = static_cast<u32>(given.bytes.size());
-        return given.rv;
-    }
-
-  protected:
-    virtual Answer answerTo(const Bytes&, u32) { return answer; }
-};
-
-// A small token: objects by path, no password. It tells the frames in words, refuses the one that
-// reads `refused` with 0x6982, and lets a test change any reply on its way to the host.
-class TokenTalker : public RecordingTalker {
-  public:
     struct Object {
         u8 type;
         u8 attribute;
@@ -78,13 +56,28 @@ class TokenTalker : public RecordingTalker {
     };
 
     std::map<std::string, Object> objects{
-        {"3f00", {2, 0, 0, {1, 2, 0xD800}}}, {"3f000001", {1, 0, 0xDB, {}}},
+        {"3f00", {2, 0, 0, {1, 0xD800, 2}}}, {"3f000001", {1, 0, 0xDB, {}}},
         {"3f000002", {3, 2, 0, {}}},         {"3f00d800", {2, 1, 0, {0xA1A1}}},
         {"3f00d800a1a1", {1, 1, 0xFF, {}}},  {"3f00d900", {2, 0, 0, {}}}};
     std::string refused;
-    std::function<void(std::size_t index, u32 room, Answer& given)> change = [](std::size_t, u32,
-                                                                                Answer&) {};
+    u32 fault = 0;  // of the talker, with the refusal
+    std::function<void(std::size_t index, u32 room, Answer& given)> change;
+    std::vector<Bytes> frames;
+    std::vector<u32> rooms;
     std::string words;
+
+    u32 transmit(const u8* send, u32 sendLength, u8* receive, u32* receiveLength) override {
+        frames.emplace_back(send, send + sendLength);
+        rooms.push_back(*receiveLength);
+        Answer given = answerTo(frames.back());
+        if (change) {
+            change(frames.size() - 1, *receiveLength, given);
+        }
+        const std::size_t copied = std::min<std::size_t>(given.bytes.size(), *receiveLength);
+        std::copy_n(given.bytes.begin(), copied, receive);
+        *receiveLength = static_cast<u32>(given.bytes.size());
+        return given.rv;
+    }
 
     static Bytes content(u32 offset, u32 length) {
         Bytes bytes;
@@ -94,21 +87,20 @@ class TokenTalker : public RecordingTalker {
         return bytes;
     }
 
-  protected:
-    Answer answerTo(const Bytes& frame, u32 room) override {
+  private:
+    Answer answerTo(const Bytes& frame) {
         const Bytes field(frame.begin() + 7, frame.end());
         const std::string word = wordOf(frame);
         const std::string path = frame[1] == 0xA4 ? word.substr(word.find(' ') + 1) : "";
         words += (words.empty() ? "" : ", ") + word;
         const bool isFound = path.empty() || objects.contains(path);
         const u32 status = word == refused ? 0x6982 : isFound ? 0x9000 : 0x6407;
-        Answer given{0, status == 0x9000 ? replyTo(frame[1], field, path) : Bytes()};
+        Answer given{word == refused ? fault : 0,
+                     status == 0x9000 ? replyTo(frame[1], field, path) : Bytes()};
         append16(given.bytes, status);
-        change(frames.size() - 1, room, given);
         return given;
     }
 
-  private:
     Bytes replyTo(u8 ins, const Bytes& field, const std::string& path) {
         Bytes reply;
         if (ins == 0xA4) {

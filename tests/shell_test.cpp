@@ -1,40 +1,17 @@
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-
-#include <sys/wait.h>
+#include "shell/hex_byte_writer.h"
+#include "tests/recording_resource_manager.h"
+#include "tests/shell_runs.h"
 
 namespace {
 
-// The program as a process, on an image of its own. Gives what it writes, with '/' for a line
-// break, and its exit status.
-struct Shell : testing::Test {
-    std::string directory = testing::TempDir() + "shell_test_XXXXXX";
+using testing::EndsWith;
 
-    Shell() { EXPECT_NE(mkdtemp(directory.data()), nullptr); }
-    ~Shell() override { std::filesystem::remove_all(directory); }
-
-    std::string run(const std::string& input, const std::string& arguments = "any",
-                    const std::string& manager = "embedded", const char* program = QVSH) {
-        std::ofstream(directory + "/input") << input;
-        const std::string command = "cd " + directory + "; KSIGIL_PCSC=" + manager +
-                                    " KSIGIL_TOKEN=$PWD/token.db " + program + " " + arguments;
-        FILE* const output = popen((command + " <input 2>errors").c_str(), "r");
-        std::string written;
-        for (int c = std::getc(output); c != EOF; c = std::getc(output)) {
-            written += static_cast<char>(c == '\n' ? '/' : c);
-        }
-        return written + std::to_string(WEXITSTATUS(pclose(output)));
-    }
-
-    // What the last run wrote on standard error.
-    std::string errors() const {
-        std::ostringstream text;
-        text << std::ifstream(directory + "/errors").rdbuf();
-        return text.str();
+struct Shell : Programs {
+    std::string run(const std::string& input, const std::string& command = "$shell") {
+        put("input", input);
+        return Programs::run(command + " <input 2>errors");
     }
 };
 
@@ -46,10 +23,18 @@ struct Shell : testing::Test {
 const std::pair<std::string, std::string> transcripts[] = {
     {"", ">/"},
     {"LOGIN Exit exit h", ">Syntax error./>Syntax error./>"},
-    {"h\nlogin h exit h pr h",
-     ">Usage: login <pwd>: login to the Veldane AID/>No command specific help found."
-     "/>Usage: pr <E> <data>: encrypt using protector key OR"
-     "/       pr <D> : decrypt last encrypted data/>No command specific help found./>/"},
+    {"h\nlogin h logout h changepw h ld h md h mf h mk h i h r h wk h w h rm h pr h dx h exit h",
+     ">Usage: login <pwd>: login to the Veldane AID/>Usage: logout: loout from the Veldane AID/"
+     ">Usage: changepw <newpwd>: change the Veldane AID password/>Usage: ld <path>: list "
+     "directories under path/>Usage: md <path> <PRV | PUB> : make directory public or private/"
+     ">Usage: mf <path> <size> <PRV | PUB>: make a file sized size public or private/>Usage: mk "
+     "<path> <1F | 2F>: make a DESX key 1 or 2 factor/>Usage: i <path> : obtain info about a "
+     "path/>Usage: r <path> <ofs> <len> : read from a binary file/>Usage: wk <path> <data> : "
+     "write data to a key (length = 16)/>Usage: w <path> <ofs> <data> : write data to a binary "
+     "file/>Usage: rm <path> remove the sub-tree under path recusively/>Usage: pr <E> <data>: "
+     "encrypt using protector key OR/       pr <D> : decrypt last encrypted data/>Usage: dx <E> "
+     "<path> <data>: encrypt using DESX key OR/       dx <path> <D> : decrypt last encrypted "
+     "data using DESX key./>No command specific help found./>No command specific help found./>/"},
     {"login 1234 logout logout changepw x login",
      ">OK./>OK./>OK./>FAIL: " DENIED "/>FAIL: " DENIED "/>/"},
     {"pr E abc pr D pr X abc",
@@ -71,13 +56,14 @@ const std::pair<std::string, std::string> transcripts[] = {
     {"w 3f002000 0 \xFFgcdef wk 3f000001 0123456789abcdef wk 3f000001 12345 w 3f002000 6 a",
      ">OK./>OK./>Cannot call fs.writeKey(): 0x57"
      "/>Cannot call fs.writeBinaryFile(): File size incorrect 0xe006640b/>/"},
-    {"r 3f002000 0 2x r 3f002000 0x10 4 r 3f002000 4294967296 4 r 3f002000 0 -1 w 3f002000 z abc",
+    {"r 3f002000 0 2x r 3f002000 0x10 4 r 3f002000 4294967296 4 r 3f002000 0 -1 w 3f002000 z abc "
+     "r 3f002000 0 4294967296",
      ">OK./ff 67 />Syntax error./>OK.//>Syntax error./>Syntax error./>OK.//>Syntax error."
-     "/>Cannot call fs.readBinaryFile(): " INVALID "/>OK./>Syntax error./>Syntax error./>/"},
-    {"i 3f00 i 3F002001 i 3f009999",
-     ">Name     : 3f00/Directory: Yes/Size     : 0/Private  : No"
-     "/>Name     : 2001/Directory: No/Size     : 3/Private  : Yes"
-     "/>Cannot call fs.getFileInfo(): " MISSING "/>/"},
+     "/>Cannot call fs.readBinaryFile(): " INVALID "/>OK./>Syntax error./>Syntax error./>OK.//>/"},
+    {"i 3f00 i 3f000001 i 3F002001 i 3f009999",
+     ">Name     : 3f00/Directory: Yes/Size     : 0/Private  : No/>Name     : 0001/Directory: No/"
+     "Size     : 24/Private  : No/>Name     : 2001/Directory: No/Size     : 3/Private  : Yes/"
+     ">Cannot call fs.getFileInfo(): " MISSING "/>/"},
     {"ls 3f00 lfs 3f00 ld 3f00 ls 3f001000 ls 3f0 lfs 3f0 ld 3f0",
      ">1000/2000/0001/1001/2001/0002/>2000 6/0001 24/2001 3/0002 24/>1000/1001/>"
      ">Cannot call fs.dir(): " INVALID "/>Cannot call fs.dir(): " INVALID
@@ -87,44 +73,50 @@ const std::pair<std::string, std::string> transcripts[] = {
     {"pr d dx 3f000001 e\nabc dx 3f000001 d pr D pr e abc pr D dx E 3f000001 abc",
      ">Failed: " INVALID "/>OK./21 fe 30 3c 99 7c a5 6e />OK./61 62 63 />OK./61 62 63 />OK./"
      "21 fe 30 3c 99 7c a5 6e />OK./61 62 63 />Syntax error./>Syntax error./>/"},
+    // By another implementation of the cipher.
+    {"mk 3f000003 1F wk 3f000003 \376\334\272\230vT2\20\361\342\323\304\265\246\227\210 "
+     "dx 3f000003 e \351bcdefgh rm 3f000003",
+     ">OK./>OK./>OK./cc 8e 59 31 54 43 10 44 5a c6 2b ea 73 32 c8 20 />OK./>/"},
     {"t md 3f00d800 PUB t t",
-     ">Remove 3f00d8000001/fs.del(): " MISSING
-     "/Create 3f00d8000001/Cannot call fs.createFile(): " MISSING
-     "/Write to 3f00d8000001/fs.writeBinaryFile(): " MISSING
-     "/>OK./>Remove 3f00d8000001/fs.del(): " MISSING
-     "/Create 3f00d8000001/OK./Write to 3f00d8000001/OK."
-     "/>Remove 3f00d8000001/OK./Create 3f00d8000001/OK./Write to 3f00d8000001/OK./>/"},
+     ">Remove 3f00d8000001/fs.del(): " MISSING "/Create 3f00d8000001/Cannot call "
+     "fs.createFile(): " MISSING "/Write to 3f00d8000001/fs.writeBinaryFile(): " MISSING "/>OK./"
+     ">Remove 3f00d8000001/fs.del(): " MISSING "/Create 3f00d8000001/OK./Write to 3f00d8000001/"
+     "OK./>Remove 3f00d8000001/OK./Create 3f00d8000001/OK./Write to 3f00d8000001/OK./>/"},
     {"rm 3f009999 login new rm 3f00 ls 3f00 exit",
      ">Cannot call fs.del(): " MISSING "/>OK./>OK./>>"},
 };
 
 TEST_F(Shell, AnswersEachWord) {
+    const std::string banner =
+        "QV shell version 1.0/Veldane: console for the security tokens of the kSigil family/"
+        "Reader \"VDW ifdh 0\" leads to the embedded token, image " +
+        file("token.db") + "/-------------------------------/";
     for (const auto& [input, expected] : transcripts) {
-        const std::string written = run(input);
-        const std::string banner = written.substr(0, written.find("--/>") + 3);
-        EXPECT_TRUE(banner.starts_with("QV shell version 1.0/"));
-        EXPECT_TRUE(banner.ends_with(directory + "/token.db/" + std::string(31, '-') + "/"));
-        EXPECT_EQ(written.substr(banner.size()), expected + "0") << input;
+        EXPECT_EQ(run(input), banner + expected + "0") << input;
     }
 }
 
 TEST_F(Shell, EndsWithStatusOne) {
-    for (const char* arguments : {"", "two words"}) {
-        EXPECT_EQ(run("exit", arguments), "Usage QVSh <readername>/1");
+    for (const char* arguments : {"", " two words"}) {
+        EXPECT_EQ(run("exit", QVSH + std::string(arguments)), "Usage QVSh <readername>/1");
     }
     // A reader that leads nowhere is told once, in one line, and not before the first command.
-    for (const char* manager : {"none", "system", "'a\nb'"}) {
-        EXPECT_TRUE(run("h pr exit", "any", manager).ends_with(">0"));
-        EXPECT_EQ(errors(), "");
-        EXPECT_TRUE(run("logout login", "any", manager).ends_with("--/>1"));
-        EXPECT_TRUE(errors().starts_with("ksigil: cannot reach")) << errors();
-        EXPECT_EQ(errors().find('\n'), errors().size() - 1);
-        EXPECT_EQ(errors().find("token.db"), std::string::npos);
+    std::filesystem::create_directory(file("folder"));
+    const std::string reach = "reach a resource manager: ";
+    const std::string ending = ", not \"embedded\" or \"system\" (0x8010001d)\n";
+    const std::pair<std::string, std::string> cases[] = {
+        {"PCSC=none", reach + "KSIGIL_PCSC names \"none\"" + ending},
+        {"PCSC='a\nb'", reach + "KSIGIL_PCSC names \"a?b\"" + ending},
+        {"PCSC=system", reach + "this build has no resource manager \"system\" (0x8010001d)\n"},
+        {"TOKEN=folder",
+         "connect to the token: " + file("folder") + " is not a file (0x80100066)\n"}};
+    for (const auto& [setting, told] : cases) {
+        const std::string command = "KSIGIL_" + setting + " $shell";
+        EXPECT_THAT(run("h pr exit", command), EndsWith(">0"));
+        EXPECT_EQ(contentOf(file("errors")), "");
+        EXPECT_THAT(run("logout login", command), EndsWith("--/>1"));
+        EXPECT_EQ(contentOf(file("errors")), "ksigil: cannot " + told);
     }
-    std::filesystem::create_directory(directory + "/token.db");
-    EXPECT_TRUE(run("logout login").ends_with("--/>1"));
-    EXPECT_TRUE(errors().ends_with("/token.db is not a file (0x80100066)\n")) << errors();
-    EXPECT_EQ(errors().find('\n'), errors().size() - 1);
 }
 
 // What the shell does first, and what QVPrepare then says.
@@ -136,14 +128,43 @@ TEST_F(Shell, FindsTheTokenPrepared) {
         {"rm 3f003000", "was there/Directory 3f003000: made/Key 3f0030000001: made/0"}};
     for (const auto& [words, expected] : cases) {
         run(words);
-        EXPECT_EQ(run("", "any", "embedded", QVPREPARE), "Application entry: " + expected);
-        EXPECT_TRUE(run("pr E abc pr D dx 3f0030000001 d exit")
-                        .ends_with("/>OK./61 62 63 />OK./61 62 63 />0"));
+        EXPECT_EQ(run("", QVPREPARE " any"), "Application entry: " + expected);
+        EXPECT_THAT(run("pr E abc pr D dx 3f0030000001 d exit"),
+                    EndsWith("/>OK./61 62 63 />OK./61 62 63 />0"));
     }
     run("rm 3f00a1a1 login 1234 mf 3f00a1a1 9 PRV logout");
-    EXPECT_EQ(run("", "any", "embedded", QVPREPARE), "Failed: " DENIED "/1");
-    EXPECT_EQ(run("", "two words", "embedded", QVPREPARE), "Usage QVPrepare <readername>/1");
-    EXPECT_EQ(run("", "any", "none", QVPREPARE), "Failed: 0x8010001d/1");
+    EXPECT_EQ(run("", QVPREPARE " any"), "Failed: " DENIED "/1");
+    EXPECT_EQ(run("", QVPREPARE " two words"), "Usage QVPrepare <readername>/1");
+    EXPECT_EQ(run("", "KSIGIL_PCSC=none " QVPREPARE " any"), "Failed: 0x8010001d/1");
+}
+
+TEST(CommandFrame, HoldsTheCardFromTheFirstArgumentOn) {
+    const std::string begin = " | begin 101", end = " | end 101 0", sent = " | transmit 101 2 0 ";
+    const std::string exercise = begin + sent + "15 10" + sent + "13 10" + sent + "15 10" + end;
+    const std::tuple<const char*, const char*, const char*, std::string> rows[] = {
+        {"x login a md 3f00 no md 3f001000 PUB exit", "none",
+         ">Syntax error.\n>FAIL: 0x80100013\n>Syntax error\n"
+         ">Cannot call fs.createDirectory(): 0x80100013\n>0",
+         begin + sent + "9 2" + end + begin + end + begin + sent + "11 10" + end},
+        {"t exit", "end", "\nCannot unlock0x80100016\n>0", exercise},
+        {"login a exit", "transmit", "\n>FAIL: 0x80100016\n>0", begin + sent + "9 2" + end},
+        {"pr X exit", "end", "-\n>Syntax error.\nCannot unlock0x80100016\n1 exit", begin + end},
+        {"t exit", "begin", "-\n>1 exit", begin},
+        {"login 1234 exit", "begin", "-\n>1 1234 exit", begin}};
+    for (const auto& [input, call, output, calls] : rows) {
+        RecordingResourceManager manager;
+        manager.results[call] = {0x80100016};
+        EXPECT_THAT(shell(input), EndsWith(output));
+        EXPECT_EQ(manager.take(), " | open 1" + calls + " | disconnect 101 0 | release 1");
+    }
+}
+
+TEST(HexByteWriter, LeavesTheBaseDecimal) {
+    std::ostringstream stream;
+    const u8 bytes[] = {0x0A, 0xFF};
+    std::copy_n(bytes, 2, HexByteWriter(stream << std::hex));
+    stream << 10;
+    EXPECT_EQ(stream.str(), "0a ff 10");
 }
 
 }  // namespace

@@ -8,14 +8,15 @@
 #include "support/create_rng.h"
 #include "support/exception.h"
 #include "support/mt_lock.h"
+#include "support/security_attributes.h"
 #include "support/software_rng.h"
 
 namespace {
 
+template <class Exception = VDW::Win32Exception>
 auto throwsWith(const char* words, u32 code) {
-    return testing::Throws<VDW::Win32Exception>(
-        testing::AllOf(testing::Field(&VDW::Win32Exception::message, words),
-                       testing::Field(&VDW::Win32Exception::code, code)));
+    return testing::Throws<Exception>(testing::AllOf(testing::Field(&Exception::message, words),
+                                                     testing::Field(&Exception::code, code)));
 }
 
 TEST(Exception, PutsFacilityAndCodeTogether) {
@@ -50,7 +51,7 @@ TEST(MTLock, ExcludesByName) {
         }
     };
     MTLock unnamed("", nullptr);
-    const LockGuard held(&unnamed);
+    const LockGuard held(&unnamed), none(nullptr);
     std::thread other([&] { MTLock("", nullptr).lock(), work(); });
     work();
     other.join();
@@ -58,11 +59,21 @@ TEST(MTLock, ExcludesByName) {
 }
 
 TEST(MTLock, FailsOnANameThatIsTaken) {
+    EXPECT_EQ(processSecurityAttributes().get(), nullptr);  // this system has none
     HANDLE mapping =
         CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 16, "taken");
     EXPECT_THAT([] { MTLock("taken", nullptr); },
                 throwsWith("MTLock::MTLock, CreateMutex failed", 6));
     CloseHandle(mapping);
+}
+
+TEST(MTLock, FailsWithoutItsHandle) {
+    MTLock mutex("", nullptr);
+    HANDLE& handle = reinterpret_cast<HANDLE*>(&mutex)[1];
+    HANDLE own = std::exchange(handle, nullptr);
+    EXPECT_THAT([&] { mutex.lock(); },
+                throwsWith("MTLock::lock, WaitForSingleObject failed", ERROR_INVALID_HANDLE));
+    handle = own;
 }
 
 // In use while it exists. Keeps each call in words. The nth provider asked for has the context n,
@@ -111,9 +122,7 @@ TEST(Rng, IsTheFirstProviderThatPasses) {
     machine.states = "f";
     std::vector<u8> bytes(3);
     EXPECT_THAT([&] { rng->generate(bytes, 16); },
-                testing::Throws<VDW::RngException>(testing::AllOf(
-                    testing::Field(&VDW::Exception::message, "::CryptGenRandom() failed"),
-                    testing::Field(&VDW::Exception::code, 0xE0011234U))));
+                throwsWith<VDW::RngException>("::CryptGenRandom() failed", 0xE0011234U));
     EXPECT_EQ(bytes.size(), 3U);
 }
 
