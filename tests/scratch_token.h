@@ -94,10 +94,15 @@ inline token::Buffer frameOf(const std::string& ins, const std::string& data) {
     return frame;
 }
 
+inline std::string nameOf(token::Outcome outcome) {
+    static constexpr const char* names[] = {"good",    "unusable", "absent",
+                                            "removed", "reset",    "notHeld"};
+    return names[static_cast<int>(outcome)];
+}
+
 // The whole reply in hexadecimal, the status word's low byte first as on the wire; or the outcome.
 inline std::string answer(token::Connection& connection, token::Bytes frame) {
     token::Buffer reply;
     const token::Outcome outcome = connection.transmit(frame, reply);
-    return outcome == token::Outcome::good ? hexOf(reply)
-                                           : "outcome " + std::to_string(static_cast<int>(outcome));
+    return outcome == token::Outcome::good ? hexOf(reply) : nameOf(outcome);
 }

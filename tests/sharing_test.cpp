@@ -9,6 +9,7 @@
 #include <functional>
 #include <iostream>
 #include <map>
+#include <sstream>
 #include <thread>
 
 #include "tests/scratch_token.h"
@@ -17,12 +18,6 @@ namespace {
 
 using token::Connection;
 using token::Outcome;
-
-std::string nameOf(Outcome outcome) {
-    static constexpr const char* names[] = {"good",    "unusable", "absent",
-                                            "removed", "reset",    "notHeld"};
-    return names[static_cast<int>(outcome)];
-}
 
 constexpr const char* root = "00A40000000004 0001003F";
 constexpr const char* login = "00200000000005 0431323334";
@@ -64,7 +59,7 @@ std::string obey(token::Slot& slot, std::unique_ptr<Connection>& connection,
     };
     if (const auto act = acts.find(word); act != acts.end()) {
         const Outcome outcome = act->second();
-        return why.empty() ? nameOf(outcome) : why;
+        return outcome == Outcome::unusable ? why : nameOf(outcome);
     }
     return word == "count" ? countUp(*connection, 100) : answer(*connection, bytesOf(word));
 }
@@ -142,6 +137,21 @@ class SharingTest : public testing::Test {
   protected:
     SharingTest() { putFreshImage(path_); }
 
+    // In threes of words: who is told what (- for nothing), and answers what.
+    void talk(const std::string& steps) {
+        const std::map<std::string, std::string> frames = {
+            {"root", root}, {"login", login}, {"list", list}, {"create", createPrivate}};
+        std::map<std::string, Process*> processes = {{"a", &a_}, {"b", &b_}, {"c", &c_}};
+        std::istringstream words(steps);
+        for (std::string who, word, expected; words >> who >> word >> expected;) {
+            if (word != "-") {
+                processes[who]->say(frames.contains(word) ? frames.at(word) : word);
+            }
+            EXPECT_EQ(processes[who]->hear(expected == "waits" ? 60 : 10000), expected)
+                << who << " " << word << " in " << steps;
+        }
+    }
+
     ScratchFolder folder_;
     std::string path_ = folder_.file("token.db");
     Process a_{path_};
@@ -150,115 +160,55 @@ class SharingTest : public testing::Test {
 };
 
 TEST_F(SharingTest, SelectionAndLoginAreTheTokens) {
-    EXPECT_EQ(a_.ask("connect"), "good");
-    EXPECT_EQ(a_.ask(list), "0464");
-    EXPECT_EQ(b_.ask("connect"), "good");
-    EXPECT_EQ(a_.ask(root).substr(16), "0090");
-    EXPECT_EQ(b_.ask(list), "00000090");
-    EXPECT_EQ(b_.ask(createPrivate), "8269");
-    EXPECT_EQ(a_.ask(login), "0090");
-    EXPECT_EQ(b_.ask(createPrivate), "0090");
+    talk("a connect good  a list 0464  b connect good  a root 003F0200000000000090");
+    talk("b list 00000090  b create 8269  a login 0090  b create 0090");
 }
 
 TEST_F(SharingTest, PowerEndsWithTheLastConnectionHoweverItEnds) {
-    const auto powered = [this] {
-        EXPECT_EQ(c_.ask("connect"), "good");
-        const bool selected = c_.ask(list) != "0464";
-        EXPECT_EQ(c_.ask("close"), "good");
-        return selected;
-    };
-    EXPECT_EQ(a_.ask("connect"), "good");
-    EXPECT_EQ(a_.ask(root).substr(16), "0090");
-    EXPECT_EQ(a_.ask("begin"), "good");
-    EXPECT_EQ(b_.ask("connect"), "good");
-    EXPECT_EQ(a_.ask("end"), "good");
+    const std::string selected = "c connect good  c list 00000090  c close good";
+    const std::string forgotten = "c connect good  c list 0464  c close good";
+    talk("a connect good  a root 003F0200000000000090  a begin good  b connect good  a end good");
     a_.end(SIGKILL);
-    EXPECT_TRUE(powered());
-    EXPECT_EQ(b_.ask("close"), "good");
-    EXPECT_FALSE(powered());
-    EXPECT_EQ(b_.ask("connect"), "good");
-    EXPECT_EQ(b_.ask(root).substr(16), "0090");
-    EXPECT_TRUE(powered());
+    talk(selected + "  b close good  " + forgotten);
+    talk("b connect good  b root 003F0200000000000090  " + selected);
     b_.end(SIGKILL);
-    EXPECT_FALSE(powered());
+    talk(forgotten);
 }
 
 TEST_F(SharingTest, ATransactionExcludesUntilItEndsOrItsProcessDoes) {
     for (const bool dies : {false, true}) {
-        EXPECT_EQ(a_.ask("connect"), "good");
-        EXPECT_EQ(b_.ask("connect"), "good");
-        EXPECT_EQ(c_.ask("connect"), "good");
-        EXPECT_EQ(a_.ask("begin"), "good");
-        EXPECT_EQ(a_.ask(root).substr(16), "0090");
-        b_.say(list);
-        c_.say("begin");
-        EXPECT_EQ(b_.hear(100), "waits");
-        EXPECT_EQ(c_.hear(50), "waits");
+        talk("a connect good  b connect good  c connect good  a begin good");
+        talk("a root 003F0200000000000090  b list waits  c begin waits");
         if (dies) {
             a_.end(SIGKILL);
         } else {
-            EXPECT_EQ(a_.ask("end"), "good");
-            EXPECT_EQ(a_.ask("end"), "notHeld");
+            talk("a end good  a end notHeld");
         }
-        EXPECT_EQ(c_.hear(), "good");
-        EXPECT_EQ(c_.ask("end"), "good");
-        EXPECT_EQ(b_.hear(), "00000090");
+        talk("c - good  c end good  b - 00000090");
     }
 }
 
 TEST_F(SharingTest, AResetWaitsForNobody) {
-    for (Process* process : {&a_, &b_, &c_}) {
-        EXPECT_EQ(process->ask("connect"), "good");
-    }
-    EXPECT_EQ(a_.ask(login), "0090");
-    EXPECT_EQ(a_.ask("begin"), "good");
-    EXPECT_EQ(a_.ask(root).substr(16), "0090");
-    b_.say("begin");
-    EXPECT_EQ(b_.hear(50), "waits");
+    talk("a connect good  b connect good  c connect good  a login 0090  a begin good");
+    talk("a root 003F0200000000000090  b begin waits");
     a_.signal(SIGSTOP);  // the holder can do nothing for it
-    EXPECT_EQ(c_.ask("reset"), "good");
-    EXPECT_EQ(b_.hear(), "reset");
-    EXPECT_EQ(b_.ask(list), "outcome 4");
-    EXPECT_EQ(c_.ask("begin"), "good");
-    EXPECT_EQ(c_.ask(list), "0464");
+    talk("c reset good  b - reset  b list reset  c reconnect good  c begin good  c list 0464");
     a_.signal(SIGCONT);
-    EXPECT_EQ(a_.ask(list), "outcome 4");
-    EXPECT_EQ(a_.ask("end"), "reset");
-    EXPECT_EQ(a_.ask("begin"), "reset");
-    EXPECT_EQ(a_.ask("reconnect"), "good");
-    EXPECT_EQ(a_.ask("end"), "good");  // of the transaction that the reset ended
-    EXPECT_EQ(a_.ask("end"), "notHeld");
-    a_.say(root);
-    EXPECT_EQ(a_.hear(50), "waits");  // c's transaction is not a's to end
-    EXPECT_EQ(c_.ask("endWithReset"), "good");
-    EXPECT_EQ(c_.ask(list), "0464");  // who asked for it goes on
-    EXPECT_EQ(a_.hear(), "outcome 4");
+    // Once the reset is met, the transaction that it ended can be ended, and no more.
+    talk("a list reset  a end reset  a begin reset  a reconnect good  a end good  a end notHeld");
+    // c's transaction is not a's to end; who asks for a reset goes on.
+    talk("a root waits  c endWithReset good  c list 0464  a - reset");
 }
 
 TEST_F(SharingTest, ARemovedTokenStaysRemovedUntilItIsInserted) {
-    EXPECT_EQ(a_.ask("connect"), "good");
-    EXPECT_EQ(b_.ask("connect"), "good");
-    EXPECT_EQ(a_.ask(root).substr(16), "0090");
-    EXPECT_EQ(a_.ask("begin"), "good");
-    b_.say(list);
-    EXPECT_EQ(b_.hear(50), "waits");
-    EXPECT_EQ(c_.ask("remove"), "good");
-    EXPECT_EQ(b_.hear(), "outcome 3");
-    for (const char* word : {"begin", "end", "reconnect"}) {
-        EXPECT_EQ(a_.ask(word), "removed") << word;
-    }
-    EXPECT_EQ(c_.ask("connect"), "the token was removed from its reader");
+    const std::string absent = "  c connect absent";
+    talk("a connect good  b connect good  a root 003F0200000000000090  a begin good  b list waits");
+    talk("c remove good  b - removed  a begin removed  a end removed  a reconnect removed" +
+         absent);
     a_.end(SIGKILL);
-    EXPECT_EQ(b_.ask("close"), "good");
-    EXPECT_EQ(c_.ask("connect"), "the token was removed from its reader");
-    EXPECT_EQ(c_.ask("insert"), "good");
-    EXPECT_EQ(c_.ask("connect"), "good");
-    EXPECT_EQ(c_.ask(list), "0464");
-    EXPECT_EQ(c_.ask("remove"), "good");
-    EXPECT_EQ(b_.ask("insert"), "good");
-    EXPECT_EQ(c_.ask(list), "outcome 3");  // until it looks again
-    EXPECT_EQ(c_.ask("reconnect"), "good");
-    EXPECT_EQ(c_.ask(list), "0464");
+    talk("b close good" + absent + "  c insert good  c connect good  c list 0464");
+    // A connection meets the removal of a token that is back, until it looks again.
+    talk("c remove good  b insert good  c list removed  c reconnect good  c list 0464");
 }
 
 TEST_F(SharingTest, NoCountIsLostBetweenProcessesAndThreads) {

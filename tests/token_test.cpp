@@ -1,3 +1,5 @@
+#include <sstream>
+
 #include "tests/scratch_token.h"
 
 namespace {
@@ -6,11 +8,10 @@ using token::Outcome;
 
 constexpr const char* loginFrame = "0431323334";  // "1234"
 
+// Exchanges in threes of words: the instruction, the data field, the whole reply.
 struct Step {
     const char* what;
-    const char* ins;
-    std::string data;
-    const char* reply;
+    const char* exchanges;
 };
 
 class TokenTest : public testing::Test {
@@ -27,7 +28,10 @@ class TokenTest : public testing::Test {
 
     void run(const std::vector<Step>& steps) {
         for (const Step& step : steps) {
-            EXPECT_EQ(send(step.ins, step.data), step.reply) << step.what << ": " << step.ins;
+            std::istringstream words(step.exchanges);
+            for (std::string ins, data, reply; words >> ins >> data >> reply;) {
+                EXPECT_EQ(send(ins, data), reply) << step.what << ": " << ins << " " << data;
+            }
         }
     }
 
@@ -38,39 +42,30 @@ class TokenTest : public testing::Test {
 };
 
 TEST_F(TokenTest, ChecksTheFrameInOrder) {
+    // Each reply with the frames that get it.
     const std::pair<const char*, const char*> cases[] = {
-        {"", "876A"},
-        {"00A400000000", "876A"},
-        {"00A4000001000400010 03F", "876A"},      // byte 4 is not 0
-        {"00A40000000005 0001003F", "876A"},      // Lc above what follows
-        {"00A40000000003 0001003F", "876A"},      // and below
-        {"80A40000000004 0001003F", "0068"},      // CLA
-        {"00A50000010004 0001003F", "876A"},      // the length is judged before INS
-        {"00A50000000004 0001003F", "0068"},      // INS
-        {"00A50100000004 0001003F", "0068"},      // INS before P1
-        {"00A40100000004 0001003F", "866A"},      // P1
-        {"00A40001000004 0101003F", "866A"},      // P2 before the values
-        {"00A40000000004 0101003F", "0364"},      // mode
-        {"00A40000000004 0002003F", "876A"},      // count above the ids
-        {"00A40000000003 000000", "876A"},        // an odd byte
-        {"00A40000000001 00", "876A"},            // no count
-        {"00200000000000", "876A"},               // no length byte
-        {"00200000000003 013131", "876A"},        // length byte below
-        {"00DC0000000000", "876A"},               // no data byte
-        {"00D20000000003 000001", "0364"},        // selector
-        {"00E00000000005 0100000001", "876A"},    // one byte short
-        {"00E00000000006 000000000100", "0364"},  // types
-        {"00E00000000006 040000000100", "0364"},  //
-        {"00E00000000006 010200000100", "0364"},  // a file can't be one factor
-        {"00E00000000006 030018000100", "0364"},  // a key can't be public
-        {"00E20000000001 00", "0364"},            // type
-        {"00D00000000005 0000020061", "876A"},    // its own length above
-        {"00D80000000009 020000000000000000", "0364"},
-        {"00D6000000000F 000000000000000000000000000000", "876A"},
-        {"00DE0000000001 00", "00010090"},
-    };
-    for (const auto& [frame, reply] : cases) {
-        EXPECT_EQ(answer(*connection_, bytesOf(frame)), reply) << frame;
+        // Too short, byte 4, Lc above and below what follows; all of that is judged before INS.
+        {"876A",
+         "00A400000000 00A400000100040001003F 00A400000000050001003F 00A500000100040001003F"},
+        {"876A", "00A400000000030001003F"},
+        {"0068", "80A400000000040001003F 00A500000000040001003F 00A501000000040001003F"},
+        // P1, and P2 before what the data field holds.
+        {"866A", "00A401000000040001003F 00A400010000040101003F"},
+        // The data field's length, and the length or count byte in it.
+        {"876A", "00A400000000040002003F 00A40000000003000000 00A4000000000100 00200000000000"},
+        {"876A", "00200000000003013131 00DC0000000000 00E000000000050100000001"},
+        {"876A", "00D000000000050000020061 00D6000000000F000000000000000000000000000000"},
+        // Mode, selector, types, attributes that a file and a key can't have, cipher's direction.
+        {"0364", "00A400000000040101003F 00D20000000003000001 00E00000000006000000000100"},
+        {"0364", "00E00000000006040000000100 00E00000000006010200000100 00E2000000000100"},
+        {"0364", "00E00000000006030018000100 00D80000000009020000000000000000"},
+        {"00010090", "00DE000000000100"}};
+    EXPECT_EQ(answer(*connection_, {}), "876A");
+    for (const auto& [reply, frames] : cases) {
+        std::istringstream words(frames);
+        for (std::string frame; words >> frame;) {
+            EXPECT_EQ(answer(*connection_, bytesOf(frame)), reply) << frame;
+        }
     }
     // Colour 4, packages 1 and 3, the serial number, bytes in use and in all.
     const std::string info = send("DA", "00");
@@ -78,120 +73,58 @@ TEST_F(TokenTest, ChecksTheFrameInOrder) {
 }
 
 TEST_F(TokenTest, KeepsItsTreeByTheRules) {
-    const std::string root = "0001003F";
     run({
-        {"nothing is selected", "D2", "000000", "0464"},
-        {"nor can be deleted", "E2", "02", "0464"},
-        {"no ids", "A4", "0000", "0764"},
-        {"another root", "A4", "00010100", "0764"},
-        {"still nothing", "B0", "00000000", "0464"},
-        {"no key", "D8", "010000000000000000", "1564"},
-        {"the root", "A4", root, "003F0200000000000090"},
-        {"it stays", "E2", "02", "0564"},
-        {"it is no file", "B0", "00000000", "0564"},
-        {"nor a key", "D6", "00000000000000000000000000000000", "0564"},
-        {"nor a cipher", "D8", "010000000000000000", "1564"},
-        {"reserved", "E0", "01000000003F", "0864"},
-        {"reserved", "E0", "01000000FF3F", "0864"},
-        {"reserved", "E0", "01000000FFFF", "0864"},
-        {"a directory has no size", "E0", "020001000100", "0B64"},
-        {"a key has one size", "E0", "030217000100", "0B64"},
-        {"more than there is", "E0", "0100FFFF0100", "0090"},
-        {"the same id", "E0", "020000000100", "0864"},
-        {"a directory", "E0", "020000000200", "0090"},
-        {"the selection stayed", "D2", "000000", "0200010002000090"},
-        {"two at most", "D2", "010000", "010001000090"},
-        {"the file", "A4", "0002003F0100", "01000100FFFF00000090"},
-        {"a missing child", "A4", "0002003F0300", "0764"},
-        {"leaves the selection", "B0", "FEFF0100", "000090"},
-        {"one byte beyond", "B0", "FEFF0200", "0B64"},
-        {"nothing at the end", "B0", "FFFF0000", "0090"},
-        {"beyond writes nothing", "D0", "FEFF02006162", "0B64"},
-        {"across pages", "D0", "FE03040061626364", "0090"},
-        {"reads back", "B0", "FD030600", "0061626364000090"},
-        {"no directory", "D2", "000000", "0564"},
-        {"nothing in a file", "E0", "010000000100", "0564"},
-        {"a child of a file", "A4", "0003003F01000100", "0764"},
-        {"another type", "E2", "02", "0364"},
-        {"into the directory", "A4", "0002003F0200", "02000200000000000090"},
-        {"a file in it", "E0", "010001000100", "0090"},
-        {"not empty", "E2", "02", "0664"},
-        {"its file", "A4", "0003003F02000100", "01000100010000000090"},
-        {"goes", "E2", "01", "0090"},
-        {"and is not selected", "E2", "01", "0464"},
-        {"nor found", "A4", "0003003F02000100", "0764"},
-        {"the empty directory", "A4", "0002003F0200", "02000200000000000090"},
-        {"goes", "E2", "02", "0090"},
+        {"nothing is selected; nor can be deleted", "D2 000000 0464  E2 02 0464"},
+        {"no ids; another root", "A4 0000 0764  A4 00010100 0764"},
+        {"still nothing; no key", "B0 00000000 0464  D8 010000000000000000 1564"},
+        {"the root; it stays", "A4 0001003F 003F0200000000000090  E2 02 0564"},
+        {"it is no file", "B0 00000000 0564"},
+        {"nor a key", "D6 00000000000000000000000000000000 0564"},
+        {"nor a cipher; reserved", "D8 010000000000000000 1564  E0 01000000003F 0864"},
+        {"reserved", "E0 01000000FF3F 0864  E0 01000000FFFF 0864"},
+        {"a directory has no size", "E0 020001000100 0B64"},
+        {"a key has one size; more than there is", "E0 030217000100 0B64  E0 0100FFFF0100 0090"},
+        {"the same id; a directory", "E0 020000000100 0864  E0 020000000200 0090"},
+        {"the selection stayed", "D2 000000 0200010002000090"},
+        {"two at most; the file", "D2 010000 010001000090  A4 0002003F0100 01000100FFFF00000090"},
+        {"a missing child; leaves the selection", "A4 0002003F0300 0764  B0 FEFF0100 000090"},
+        {"one byte beyond; nothing at the end", "B0 FEFF0200 0B64  B0 FFFF0000 0090"},
+        {"beyond writes nothing; across pages", "D0 FEFF02006162 0B64  D0 FE03040061626364 0090"},
+        {"reads back; no directory", "B0 FD030600 0061626364000090  D2 000000 0564"},
+        {"nothing in a file", "E0 010000000100 0564"},
+        {"a child of a file; another type", "A4 0003003F01000100 0764  E2 02 0364"},
+        {"into the directory", "A4 0002003F0200 02000200000000000090"},
+        {"a file in it; not empty", "E0 010001000100 0090  E2 02 0664"},
+        {"its file; goes", "A4 0003003F02000100 01000100010000000090  E2 01 0090"},
+        {"and is not selected; nor found", "E2 01 0464  A4 0003003F02000100 0764"},
+        {"the empty directory; goes", "A4 0002003F0200 02000200000000000090  E2 02 0090"},
     });
 }
 
 TEST_F(TokenTest, GuardsWhatIsPrivate) {
-    const std::string value = "000102030405060708090A0B0C0D0E0F";
     run({
-        {"the root", "A4", "0001003F", "003F0200000000000090"},
-        {"private file", "E0", "010101000100", "8269"},
-        {"two factor key", "E0", "030318000200", "8269"},
-        {"the id is judged later", "E0", "01010100003F", "8269"},
-        {"no change", "D4", "0161", "8269"},
-        {"wrong", "20", "0431323335", "8269"},
-        {"right", "20", loginFrame, "0090"},
-        {"private file", "E0", "010101000100", "0090"},
-        {"two factor key", "E0", "030318000200", "0090"},
-        {"private directory", "E0", "020100000300", "0090"},
-        {"one factor key", "E0", "030218000400", "0090"},
-        {"out", "DC", "00", "0090"},
-        {"out again", "DC", "00", "0090"},
-        {"listed", "D2", "000000", "040001000200030004000090"},
-        {"selected", "A4", "0002003F0100", "01000101010000000090"},
-        {"not read", "B0", "00000100", "8269"},
-        {"not written", "D0", "0000010061", "8269"},
-        {"not deleted", "E2", "01", "8269"},
-        {"login before type", "E2", "02", "8269"},
-        {"directory", "A4", "0002003F0300", "03000201000000000090"},
-        {"no public file in it", "E0", "010001000100", "8269"},
-        {"listed all the same", "D2", "000000", "00000090"},
-        {"two factor", "A4", "0002003F0200", "02000303180000000090"},
-        {"not written", "D6", value, "8269"},
-        {"never written comes first", "D8", "010000000000000000", "0564"},
-        {"one factor", "A4", "0002003F0400", "04000302180000000090"},
-        {"never written", "D8", "010000000000000000", "0564"},
-        {"open to all", "D6", value, "0090"},
-        {"used", "E2", "01", "0364"},
-        {"login", "20", loginFrame, "0090"},
-        {"empty", "D4", "00", "1664"},
-        {"changed", "D4", "03616263", "0090"},
-        {"the old one ends the login", "20", loginFrame, "8269"},
-        {"indeed", "D4", "0161", "8269"},
-        {"the new one", "20", "03616263", "0090"},
-        {"two factor", "A4", "0002003F0200", "02000303180000000090"},
-        {"written", "D6", value, "0090"},
-        {"out", "DC", "00", "0090"},
-        {"not used", "D8", "010000000000000000", "8269"},
+        {"the root; private file", "A4 0001003F 003F0200000000000090  E0 010101000100 8269"},
+        {"two factor key; the id is judged later", "E0 030318000200 8269  E0 01010100003F 8269"},
+        {"no change; wrong; right", "D4 0161 8269  20 0431323335 8269  20 0431323334 0090"},
+        {"private file; two factor key", "E0 010101000100 0090  E0 030318000200 0090"},
+        {"private directory; one factor key", "E0 020100000300 0090  E0 030218000400 0090"},
+        {"out; out again; listed", "DC 00 0090  DC 00 0090  D2 000000 040001000200030004000090"},
+        {"selected; not read", "A4 0002003F0100 01000101010000000090  B0 00000100 8269"},
+        {"not written; not deleted", "D0 0000010061 8269  E2 01 8269"},
+        {"login before type; directory", "E2 02 8269  A4 0002003F0300 03000201000000000090"},
+        {"no public file in it; listed all the same", "E0 010001000100 8269  D2 000000 00000090"},
+        {"two factor", "A4 0002003F0200 02000303180000000090"},
+        {"not written", "D6 000102030405060708090A0B0C0D0E0F 8269"},
+        {"never written comes first", "D8 010000000000000000 0564"},
+        {"one factor", "A4 0002003F0400 04000302180000000090"},
+        {"never written", "D8 010000000000000000 0564"},
+        {"open to all; used", "D6 000102030405060708090A0B0C0D0E0F 0090  E2 01 0364"},
+        {"login; empty; changed", "20 0431323334 0090  D4 00 1664  D4 03616263 0090"},
+        {"the old one ends the login; indeed", "20 0431323334 8269  D4 0161 8269"},
+        {"the new one; two factor", "20 03616263 0090  A4 0002003F0200 02000303180000000090"},
+        {"written; out", "D6 000102030405060708090A0B0C0D0E0F 0090  DC 00 0090"},
+        {"not used", "D8 010000000000000000 8269"},
     });
-}
-
-TEST_F(TokenTest, EnciphersAsTheStandardTells) {
-    struct Vector {
-        const char* key;
-        const char* plain;
-        const char* cipher;
-    };
-    const Vector vectors[] = {
-        // DES alone, and the same block behind a whitening of A5.
-        {"0123456789ABCDEF 0000000000000000", "4E6F772069732074", "3FA40E8A984D4815"},
-        {"0123456789ABCDEF A5A5A5A5A5A5A5A5", "EBCAD285CCD685D1", "9A01AB2F3DE8EDB0"},
-        {"0101010101010101 0000000000000000", "95F8A5E5DD31D900", "8000000000000000"},  // weak
-    };
-    run({{"root", "A4", "0001003F", "003F0200000000000090"},
-         {"key", "E0", "030218000100", "0090"},
-         {"select", "A4", "0002003F0100", "01000302180000000090"}});
-    for (const Vector& vector : vectors) {
-        EXPECT_EQ(send("D6", vector.key), "0090");
-        EXPECT_EQ(send("D8", std::string("01") + vector.plain),
-                  std::string(vector.cipher) + "0090");
-        EXPECT_EQ(send("D8", std::string("00") + vector.cipher),
-                  std::string(vector.plain) + "0090");
-    }
 }
 
 std::string wireId(unsigned id) {
@@ -257,21 +190,20 @@ TEST_F(TokenTest, LetsNoOvertakenChangeHappen) {
 }
 
 TEST_F(TokenTest, AnswersForADamagedImage) {
-    run({{"root", "A4", "0001003F", "003F0200000000000090"},
-         {"file", "E0", "0100FF080100", "0090"},
-         {"key", "E0", "030218000200", "0090"},
-         {"select", "A4", "0002003F0100", "01000100FF0800000090"}});
+    run({
+        {"root; file", "A4 0001003F 003F0200000000000090  E0 0100FF080100 0090"},
+        {"key; select", "E0 030218000200 0090  A4 0002003F0100 01000100FF0800000090"},
+    });
     sql(path_,
         "DELETE FROM page WHERE number = 65; UPDATE page SET bytes = x'00' WHERE number = 66;"
         "UPDATE object SET key = x'0102' WHERE number = 2; UPDATE password SET cost_n = 3");
-    run({{"what is left", "B0", "00000004", (std::string(2048, '0') + "0090").c_str()},
-         {"a page is gone", "B0", "00000104", "8165"},
-         {"a page is short", "B0", "00080100", "8165"},
-         {"nothing is written", "D0", "FF0302006162", "8165"},
-         {"not its first half", "B0", "FF030100", "000090"},
-         {"login", "20", loginFrame, "8165"},
-         {"key", "A4", "0002003F0200", "02000302180000000090"},
-         {"cut", "D8", "010000000000000000", "8165"}});
+    EXPECT_EQ(send("B0", "00000004"), std::string(2048, '0') + "0090");
+    run({
+        {"a page is gone; a page is short", "B0 00000104 8165  B0 00080100 8165"},
+        {"nothing is written; not its first half", "D0 FF0302006162 8165  B0 FF030100 000090"},
+        {"login; key", "20 0431323334 8165  A4 0002003F0200 02000302180000000090"},
+        {"cut", "D8 010000000000000000 8165"},
+    });
     sql(path_, "UPDATE object SET type = 9 WHERE number = 1");
     EXPECT_EQ(send("A4", "0002003F0100"), "8165");
     EXPECT_EQ(send("D8", "010000000000000000"), "8165");  // the key is still selected
