@@ -115,14 +115,23 @@ void checkHeader(const std::string& path) {
     }
 }
 
-// What a lost image left beside it would be taken for a part of a new one.
-void checkLeftovers(const std::string& path) {
+// What a lost image left beside its place; empty if there is nothing of use.
+std::string leftoverOf(const std::string& path) {
     for (const char* ending : {"-journal", "-wal"}) {
+        std::string leftover = path + ending;
         struct stat about {};
-        if (stat((path + ending).c_str(), &about) == 0 && about.st_size != 0) {
-            throw Fault("there is no image " + path + ", but " + path + ending +
-                        " of it: put the image back, or delete that file");
+        if (stat(leftover.c_str(), &about) == 0 && about.st_size != 0) {
+            return leftover;
         }
+    }
+    return {};
+}
+
+// It would be taken for a part of a new image.
+void checkLeftovers(const std::string& path) {
+    if (const std::string leftover = leftoverOf(path); !leftover.empty()) {
+        throw Fault("there is no image " + path + ", but its " + leftover +
+                    ": put the image back, or delete that file");
     }
 }
 

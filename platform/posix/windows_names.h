@@ -1,6 +1,5 @@
 #pragma once
 
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 
@@ -50,7 +49,8 @@ constexpr DWORD WAIT_FAILED = 0xFFFFFFFF;
 constexpr DWORD PAGE_READWRITE = 4;
 constexpr DWORD FILE_MAP_WRITE = 2;
 constexpr DWORD FILE_MAP_READ = 4;
-#define INVALID_HANDLE_VALUE (std::bit_cast<HANDLE>(std::intptr_t{-1}))
+inline char noHandle{};  // likewise
+#define INVALID_HANDLE_VALUE (static_cast<HANDLE>(&noHandle))
 
 constexpr DWORD PROV_RSA_FULL = 1;
 constexpr DWORD PROV_INTEL_SEC = 22;
