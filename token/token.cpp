@@ -80,8 +80,13 @@ std::uint16_t checkSelected(const Session& session, std::uint8_t type) {
     return isAllowed(session, session.selected) ? status::good : status::notAllowed;
 }
 
-std::uint16_t checkRange(const Object& file, std::uint16_t offset, std::uint16_t length) {
-    return std::uint32_t{offset} + length <= file.size ? status::good : status::badSize;
+// What reading and writing ask: a file, and a range inside it.
+std::uint16_t checkRange(const Session& session, std::uint16_t offset, std::uint16_t length) {
+    const std::uint16_t refusal = checkSelected(session, typeFile);
+    if (refusal == status::good && std::uint32_t{offset} + length > session.selected.size) {
+        return status::badSize;
+    }
+    return refusal;
 }
 
 }  // namespace
@@ -290,35 +295,27 @@ std::uint16_t Token::remove(Exchange& exchange) {
 
 std::uint16_t Token::read(Exchange& exchange) {
     const Session& session = exchange.session;
-    if (const auto refusal = checkSelected(session, typeFile); refusal != status::good) {
-        return refusal;
-    }
     const std::uint16_t offset = get16(exchange.data, 0);
     const std::uint16_t length = get16(exchange.data, 2);
-    if (const auto refusal = checkRange(session.selected, offset, length);
-        refusal != status::good) {
-        return refusal;
+    const std::uint16_t result = checkRange(session, offset, length);
+    if (result == status::good) {
+        exchange.reply.reserve(length + 2U);
+        image_.read(session.selected, offset, length, exchange.reply, &session.key);
     }
-    exchange.reply.reserve(length + 2U);
-    image_.read(session.selected, offset, length, exchange.reply, &session.key);
-    return status::good;
+    return result;
 }
 
 std::uint16_t Token::write(Exchange& exchange) {
     const Session& session = exchange.session;
-    if (const auto refusal = checkSelected(session, typeFile); refusal != status::good) {
-        return refusal;
-    }
     const std::uint16_t offset = get16(exchange.data, 0);
     const std::uint16_t length = get16(exchange.data, 2);
-    if (const auto refusal = checkRange(session.selected, offset, length);
-        refusal != status::good) {
-        return refusal;
+    const std::uint16_t result = checkRange(session, offset, length);
+    if (result == status::good) {
+        Image::Change change(image_);
+        image_.write(session.selected, offset, exchange.data.subspan(4), &session.key);
+        change.commit(exchange.fence);
     }
-    Image::Change change(image_);
-    image_.write(session.selected, offset, exchange.data.subspan(4), &session.key);
-    change.commit(exchange.fence);
-    return status::good;
+    return result;
 }
 
 std::uint16_t Token::writeKey(Exchange& exchange) {
