@@ -9,6 +9,9 @@
 #include "platform/printable.h"
 #include "platform/reader_target.h"
 #include "token/image_place.h"
+#ifdef KSIGIL_SYSTEM_PCSC
+#include "platform/system_resource_manager.h"
+#endif
 
 namespace platform {
 namespace {
@@ -23,8 +26,12 @@ std::unique_ptr<ResourceManager> configured() {
         return std::make_unique<EmbeddedResourceManager>(token::imagePlace());
     }
     if (name == "system") {
+#ifdef KSIGIL_SYSTEM_PCSC
+        return std::make_unique<SystemResourceManager>();
+#else
         return std::make_unique<AbsentResourceManager>(
             "this build has no resource manager \"system\"");
+#endif
     }
     return std::make_unique<AbsentResourceManager>("KSIGIL_PCSC names \"" + name +
                                                    "\", not \"embedded\" or \"system\"");
