@@ -26,6 +26,7 @@ struct Meaning {
 constexpr Meaning meanings[] = {
     {Outcome::good, number(SCARD_S_SUCCESS), ""},
     {Outcome::unusable, number(SCARD_W_UNRESPONSIVE_CARD), "its image cannot be used"},
+    {Outcome::served, number(SCARD_E_SHARING_VIOLATION), "its image is served to a reader"},
     {Outcome::absent, number(SCARD_E_NO_SMARTCARD), "the token was removed from its reader"},
     {Outcome::removed, number(SCARD_W_REMOVED_CARD), "the token was removed from its reader"},
     {Outcome::reset, number(SCARD_W_RESET_CARD), "the token was reset"},

@@ -13,7 +13,8 @@ namespace platform {
 // The resource manager inside the program: one reader, "VDW ifdh 0", with the software token in it.
 //
 // connect: 0x80100009 for another reader; 0x80100022 for a share mode other than shared; 0x8010000F
-// without T=1; 0x8010000C where the token was removed; 0x80100066 where its image cannot be used.
+// without T=1; 0x8010000C where the token was removed; 0x80100066 where its image cannot be used;
+// 0x8010000B where a program serves the image to a reader.
 // Handles that were not given out or are closed: 6. Disposition 3 (eject) leaves the token as it
 // is, for the reader has no motor; one above 3 is 0x80100004.
 class EmbeddedResourceManager : public ResourceManager {

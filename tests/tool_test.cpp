@@ -76,10 +76,17 @@ TEST_F(ToolTest, LooksAfterATokenInUse) {
     run("backup a && $T backup b && $T --image b check --login", 0, "Backed up.*is sound");
     writer = {};
     run("restore a", 2, "is powered");
+    run("serve", 2, "is powered");
     sql(path, "UPDATE page SET bytes = zeroblob(1052) WHERE number = 65");
     run("check", 1, "3f000001, page 1: does not authenticate");  // under the token's own key
     run("reset && $T check", 0, "was reset.*was not opened");
     EXPECT_EQ(answer(*connection, frameOf("DE", "00")), "reset");
+}
+
+TEST_F(ToolTest, KeepsOthersFromAServedImage) {
+    run("serve --vpcd localhost:1 & sleep 0.3; $T show && $T check && $T backup b; $T serve; "
+        "echo logout | KSIGIL_PCSC=embedded " QVSH " any; kill $!; wait $!",
+        0, "Cannot reach.*yes.*no\n.*sound.*Backed.* by process .* by process .*0x8010000b");
 }
 
 const Case damages[] = {

@@ -103,6 +103,10 @@ Outcome Connection::transmit(Bytes command, Buffer& reply) {
     return outcome == Outcome::good ? exchange(command, reply) : outcome;
 }
 
+Outcome Connection::look() {
+    return outcomeOf(token_->power().condition(sight_));
+}
+
 Outcome Connection::exchange(Bytes command, Buffer& reply) {
     Power& power = token_->power();
     const Power::Sight sight = sight_;

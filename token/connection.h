@@ -17,6 +17,7 @@ enum class Outcome {
     removed,   // it was taken out under this connection
     reset,     // it was reset since this connection last looked
     notHeld,   // there is no transaction to end
+    served,    // the image belongs to a program that serves it to a reader
 };
 
 enum class After { leave, reset };
@@ -43,6 +44,9 @@ class Connection {
     // Carries one command to the token and its whole reply back. Outside a transaction it waits
     // for those of others.
     Outcome transmit(Bytes command, Buffer& reply);
+
+    // Whether a reset or a removal is to be met. Waits for nobody.
+    Outcome look();
 
     // Ends selection, login and everybody's transaction. This connection need not reconnect. Waits
     // for nobody, not for a call of this connection either.

@@ -12,6 +12,12 @@ class Fault : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// The image belongs to a program that serves it to a reader.
+class Served : public Fault {
+  public:
+    using Fault::Fault;
+};
+
 // "ACT PATH: " and the system's words for errno.
 Fault systemFault(const std::string& act, const std::string& path);
 

@@ -3,8 +3,8 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <array>
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
 
 #include "token/fault.h"
@@ -16,15 +16,10 @@ constexpr const char* ending = ".lock";
 
 // Places of the locks. The bytes themselves mean nothing and need not be in the file.
 constexpr std::int64_t connectingPlace = std::int64_t{1} << 20;
+constexpr std::int64_t serverPlace = connectingPlace + 1;
 constexpr std::int64_t firstUserPlace = std::int64_t{1} << 21;
 
 constexpr std::uint32_t magic = 0x6B53696C;  // tells the file's content from that of another
-
-struct Content {
-    std::uint32_t magic;
-    std::int32_t id;
-    std::uint64_t stamp;
-};
 
 int openAt(const std::string& path) {
     constexpr int flags = O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
@@ -48,6 +43,14 @@ struct flock range(short type, std::int64_t from, std::int64_t length) {
 
 }  // namespace
 
+struct LockFile::Content {
+    std::uint32_t magic = token::magic;
+    std::int32_t id = -1;
+    std::uint64_t stamp = 0;
+    std::int32_t server = 0;  // of a file that was written before there were servers: not there
+    std::int32_t unused = 0;
+};
+
 bool LockFile::isBeside(const std::string& imagePath) {
     return access((imagePath + ending).c_str(), F_OK) == 0;
 }
@@ -57,10 +60,10 @@ LockFile::LockFile(const std::string& imagePath) : path_(imagePath + ending), fi
     if (!file_.isOpen() || fstat(file_.descriptor(), &about) != 0) {
         throw systemFault("cannot lock the image with", path_);
     }
-    Content content{};
-    const bool isOurs = about.st_size == 0 ||
-                        (pread(file_.descriptor(), &content, sizeof content, 0) == sizeof content &&
-                         content.magic == magic);
+    std::uint32_t first = 0;
+    const bool isOurs =
+        about.st_size == 0 ||
+        (pread(file_.descriptor(), &first, sizeof first, 0) == sizeof first && first == magic);
     if (!S_ISREG(about.st_mode) || !isOurs) {
         throw Fault("cannot lock the image with " + path_ + ": it is something else");
     }
@@ -100,20 +103,46 @@ LockFile::Connecting::~Connecting() {
     file_.setLock(F_UNLCK, connectingPlace, false);
 }
 
-LockFile::Memory LockFile::memory() const {
-    Content content{};
-    if (pread(file_.descriptor(), &content, sizeof content, 0) != sizeof content ||
-        content.magic != magic) {
-        return {};
-    }
-    return {content.id, content.stamp};
+LockFile::Content LockFile::content() const {
+    constexpr ssize_t withoutServer = offsetof(Content, server);
+    Content content;
+    const ssize_t length = pread(file_.descriptor(), &content, sizeof content, 0);
+    return length >= withoutServer && content.magic == magic ? content : Content{};
 }
 
-void LockFile::setMemory(const Memory& memory) const {
-    const Content content{magic, memory.id, memory.stamp};
+void LockFile::store(const Content& content) const {
     if (pwrite(file_.descriptor(), &content, sizeof content, 0) != sizeof content) {
         throw systemFault("cannot write", path_);
     }
+}
+
+LockFile::Memory LockFile::memory() const {
+    const Content known = content();
+    return {known.id, known.stamp};
+}
+
+void LockFile::setMemory(const Memory& memory) const {
+    Content next = content();
+    next.id = memory.id;
+    next.stamp = memory.stamp;
+    store(next);
+}
+
+void LockFile::serve() const {
+    Content next = content();
+    next.server = getpid();
+    store(next);
+    if (!setLock(F_WRLCK, serverPlace, false)) {
+        throw systemFault("cannot lock the image with", path_);
+    }
+}
+
+bool LockFile::isServed() const {
+    return isLocked(serverPlace, 1);
+}
+
+std::int32_t LockFile::server() const {
+    return content().server;
 }
 
 void LockFile::showUser(std::uint32_t user) const {

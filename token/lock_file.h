@@ -47,6 +47,13 @@ class LockFile {
     Memory memory() const;
     void setMemory(const Memory& memory) const;
 
+    // Makes the image this LockFile's to serve, for as long as it lives. Called while Connecting,
+    // when isServed is false.
+    void serve() const;
+    bool isServed() const;
+    // The number of the process that serves it, or that did last.
+    std::int32_t server() const;
+
     // Shows that the user with this number is there, for as long as this LockFile is.
     void showUser(std::uint32_t user) const;
     // Of another LockFile's user; one's own are not seen.
@@ -54,6 +61,10 @@ class LockFile {
     bool isAnyUserThere() const;
 
   private:
+    struct Content;
+
+    Content content() const;
+    void store(const Content& content) const;
     bool setLock(short type, std::int64_t at, bool wait) const;
     bool isLocked(std::int64_t from, std::int64_t length) const;
 

@@ -7,8 +7,8 @@ namespace token {
 namespace {
 
 // A Fault where there is none and has to be one.
-bool isThere(const std::string& path, Missing missing) {
-    if (missing == Missing::refuse) {
+bool isThere(const std::string& path, Use use) {
+    if (use != Use::work) {
         needImage(path);
         return true;
     }
@@ -16,16 +16,27 @@ bool isThere(const std::string& path, Missing missing) {
 }
 
 // A file that is no image is refused before a lock file comes to stand beside it.
-const std::string& looked(const std::string& path, Missing missing) {
-    isThere(path, missing);
+const std::string& looked(const std::string& path, Use use) {
+    isThere(path, use);
     return path;
 }
 
 }  // namespace
 
-OpenToken::OpenToken(const std::string& path, Missing missing) : lockFile_(looked(path, missing)) {
+void needUnserved(const LockFile& lockFile, const std::string& path) {
+    if (lockFile.isServed()) {
+        throw Served("the image " + path + " is served to a reader by process " +
+                     std::to_string(lockFile.server()) +
+                     " (ksigil-token serve): work through that reader, or end it");
+    }
+}
+
+OpenToken::OpenToken(const std::string& path, Use use) : lockFile_(looked(path, use)) {
     const LockFile::Connecting connecting(lockFile_);
-    if (!isThere(path, missing)) {
+    if (use == Use::work) {
+        needUnserved(lockFile_, path);
+    }
+    if (!isThere(path, use)) {
         makeImage(path);
     }
     lockFile_.shareWithOwnerOf(path);

@@ -11,11 +11,19 @@
 
 namespace token {
 
+// What a token is opened for: to work on it, which a server keeps others from; as its server; or to
+// look after it, which anyone may at any time.
+enum class Use { work, serve, lookAfter };
+
+// Served, with words that name the server, if there is one. The caller is Connecting.
+void needUnserved(const LockFile& lockFile, const std::string& path);
+
 // A token that this process uses: its locks, its image, its power and its rules.
 class OpenToken {
   public:
-    // `path` is the image's real path; `missing` says what is done if there is none. Throws Fault.
-    OpenToken(const std::string& path, Missing missing);
+    // `path` is the image's real path. If there is none, only a working use makes one. Throws
+    // Fault, Served for a working use of a served image.
+    OpenToken(const std::string& path, Use use);
 
     const LockFile& lockFile() const { return lockFile_; }
     Image& image() { return *image_; }

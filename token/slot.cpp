@@ -5,19 +5,27 @@
 
 namespace token {
 
-std::shared_ptr<OpenToken> Slot::open(Missing missing) {
+std::shared_ptr<OpenToken> Slot::openToWork() {
     const std::lock_guard guard(mutex_);
     std::shared_ptr<OpenToken> token = token_.lock();
     if (!token) {
-        token = std::make_shared<OpenToken>(realImagePath(place_, missing), missing);
+        token = std::make_shared<OpenToken>(realImagePath(place_, Missing::make), Use::work);
         token_ = token;
     }
     return token;
 }
 
+std::shared_ptr<OpenToken> Slot::openToLookAfter() {
+    const std::lock_guard guard(mutex_);
+    std::shared_ptr<OpenToken> token = token_.lock();
+    return token ? token
+                 : std::make_shared<OpenToken>(realImagePath(place_, Missing::refuse),
+                                               Use::lookAfter);
+}
+
 Outcome Slot::connect(std::unique_ptr<Connection>& connection, std::string& why) {
     try {
-        std::shared_ptr<OpenToken> token = open(Missing::make);
+        std::shared_ptr<OpenToken> token = openToWork();
         auto opened = std::make_unique<Connection>(token);
         if (!token->image().present()) {
             why = "the token was removed from its reader";
@@ -25,6 +33,9 @@ Outcome Slot::connect(std::unique_ptr<Connection>& connection, std::string& why)
         }
         connection = std::move(opened);
         return Outcome::good;
+    } catch (const Served& served) {
+        why = served.what();
+        return Outcome::served;
     } catch (const Fault& fault) {
         why = fault.what();
         return Outcome::unusable;
@@ -41,7 +52,7 @@ Outcome Slot::insert(std::string& why) {
 
 Outcome Slot::setPresent(bool present, std::string& why) {
     try {
-        const std::shared_ptr<OpenToken> token = open(Missing::refuse);
+        const std::shared_ptr<OpenToken> token = openToLookAfter();
         if (!present) {
             // Before the image, so that no change of before comes behind it; and after, for those
             // who looked in between.
@@ -66,7 +77,7 @@ Outcome Slot::reset(bool& wasPowered, std::string& why) {
         needImage(path);
         wasPowered = isPowered(path);
         if (wasPowered) {
-            open(Missing::refuse)->power().reset();
+            openToLookAfter()->power().reset();
         }
         return Outcome::good;
     } catch (const Fault& fault) {

@@ -18,7 +18,7 @@ class Slot {
 
     const ImagePlace& place() const { return place_; }
 
-    // Opens a connection; the first one powers the token. unusable or absent on failure.
+    // Opens a connection; the first one powers the token. unusable, served or absent on failure.
     Outcome connect(std::unique_ptr<Connection>& connection, std::string& why);
 
     // Takes the token out of its reader until it is inserted again: open connections meet
@@ -31,7 +31,8 @@ class Slot {
     Outcome reset(bool& wasPowered, std::string& why);
 
   private:
-    std::shared_ptr<OpenToken> open(Missing missing);
+    std::shared_ptr<OpenToken> openToWork();
+    std::shared_ptr<OpenToken> openToLookAfter();
     Outcome setPresent(bool present, std::string& why);
 
     ImagePlace place_;

@@ -17,6 +17,7 @@
 #include "token/login.h"
 #include "token/overview.h"
 #include "token/restore.h"
+#include "token/serve.h"
 #include "token/slot.h"
 #include "tools/overview_text.h"
 #include "tools/password_line.h"
@@ -30,6 +31,7 @@ constexpr int failed = 2;
 struct Options {
     std::string image;  // empty: where the environment says
     std::string file;
+    std::string vpcd = "127.0.0.1:35963";
     bool json = false;
     bool login = false;
 };
@@ -44,6 +46,12 @@ std::string pathOf(const Options& options) {
 
 std::string pathToMake(const Options& options) {
     return token::realImagePath(placeOf(options), token::Missing::make);
+}
+
+// Of a process that is given the password.
+void leaveNoCore() {
+    constexpr rlimit none{0, 0};
+    setrlimit(RLIMIT_CORE, &none);
 }
 
 int create(const Options& options) {
@@ -77,8 +85,7 @@ std::optional<token::SecretKey> keyFor(const Options& options, const std::string
 }
 
 int check(const Options& options) {
-    constexpr rlimit none{0, 0};
-    setrlimit(RLIMIT_CORE, &none);  // of a process that has the password
+    leaveNoCore();
     const std::string path = pathOf(options);
     std::string why;
     std::optional<token::SecretKey> key = keyFor(options, path, why);
@@ -155,6 +162,20 @@ int restore(const Options& options) {
     return good;
 }
 
+token::ReaderAddress addressOf(const std::string& text) {
+    const std::size_t colon = text.rfind(':');
+    const std::string host = text.substr(0, colon);
+    const bool inBrackets = host.starts_with('[') && host.ends_with(']');
+    return {inBrackets ? host.substr(1, host.size() - 2) : host, text.substr(colon + 1)};
+}
+
+int serve(const Options& options) {
+    leaveNoCore();
+    token::serve(placeOf(options), addressOf(options.vpcd),
+                 [](const std::string& text) { std::cout << text << std::endl; });
+    return good;
+}
+
 struct Command {
     const char* name;
     const char* description;
@@ -170,10 +191,17 @@ constexpr Command commands[] = {
     {"reset", "End selection, login and open transactions of a powered token", reset},
     {"unblock", "Let a password be tried again that ten failed logins have blocked", unblock},
     {"backup", "Back up the image to a new file, also while the token is in use", backup},
+    {"serve", "Put the token into a virtual reader, until SIGINT or SIGTERM", serve},
     {"restore", "Put a backup in the image's place; nobody may be connected", restore},
 };
 
 // What is wrong with the argument.
+std::string isAddress(const std::string& argument) {
+    const std::size_t colon = argument.rfind(':');
+    const bool isOne = colon != std::string::npos && colon != 0 && colon + 1 != argument.size();
+    return isOne ? "" : "not HOST:PORT";
+}
+
 std::string namesFile(const std::string& argument) {
     return argument.empty() ? "an empty argument names no file" : "";
 }
@@ -186,6 +214,10 @@ void addOptions(CLI::App& sub, Options& options) {
         sub.add_flag("--login", options.login,
                      "Open sealed content too, with the password from a line of standard input; "
                      "a wrong one counts as a failed login");
+    } else if (name == "serve") {
+        sub.add_option("--vpcd", options.vpcd, "Where the reader's driver listens")
+            ->option_text("HOST:PORT (" + options.vpcd + ")")
+            ->check(isAddress);
     } else if (name == "backup" || name == "restore") {
         sub.add_option("FILE", options.file, "The backup")->required()->check(namesFile);
     }

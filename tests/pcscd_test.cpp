@@ -1,0 +1,154 @@
+#include <gmock/gmock.h>
+#include <signal.h>
+#include <sys/file.h>
+
+#include <optional>
+#include <thread>
+
+#include "Components/qv_aid/qv_password.h"
+#include "apdulib/auto_reconnect_talker.h"
+#include "tests/scratch_token.h"
+#include "tests/transcripts.h"
+
+namespace {
+
+using testing::ContainsRegex;
+
+#define SHELL "KSIGIL_PCSC=system " QVSH " any"
+
+struct Process {
+    pid_t id;
+    explicit Process(const std::string& command) : id(fork()) {
+        const std::string line = "exec setpriv --pdeathsig KILL " + command;
+        static_cast<void>(id == 0 && execl("/bin/sh", "sh", "-c", line.c_str(), nullptr));
+    }
+    int end(int signal) {
+        int status = -1;
+        static_cast<void>(id > 0 && kill(id, signal) == 0 && waitpid(id, &status, 0) == id);
+        id = 0;
+        return status;
+    }
+    ~Process() { end(SIGTERM); }
+};
+
+// A pcscd and, in its second slot, a fresh token. All have the one socket, so tests take turns.
+struct Pcscd : testing::Test {
+    token::File turn{open("/tmp/ksigil-pcscd-test", O_RDWR | O_CREAT | O_CLOEXEC, 0600)};
+    ScratchFolder folder;
+    const int port = 20000 + getpid() % 6000 * 2;
+    const std::string tool = TOOL " --image " + folder.file("token.db");
+    std::optional<Process> pcscd, server;
+    RMApduTalker plain{"VDW ifdh 0", 2};
+    AutoReconnectTalker mending{"VDW ifdh 0 00 01", 2};
+
+    void SetUp() override {
+        flock(turn.descriptor(), LOCK_EX);
+        const std::string found = run("test $(id -u) = 0 && type pcscd scriptor socat; ls " DRIVER);
+        if (!found.ends_with(".so/0") ||
+            run("echo logout | " SHELL).find("no pcscd answers") == std::string::npos) {
+            ASSERT_EQ(std::getenv("KSIGIL_NEED_PCSCD"), nullptr) << found;
+            GTEST_SKIP() << "pcscd cannot be started here, or another one runs: " << found;
+        }
+        setenv("KSIGIL_PCSC", "system", 1);
+        putFreshImage(folder.file("token.db"));
+        run("mkdir " + folder.file("readers; sed s/0x8C7B/") + std::to_string(port) +
+            "/ " EXAMPLE " >" + folder.file("readers/conf"));
+        server.emplace(tool + " serve --vpcd localhost:" + std::to_string(port + 1) + " >" +
+                       folder.file("served"));
+        startPcscd();
+        EXPECT_EQ(plain.create() + mending.create(), 0U);
+    }
+    void startPcscd() {
+        pcscd.emplace("pcscd --foreground --config " + folder.file("readers") + " >/dev/null");
+        awaitToken();
+    }
+    void awaitToken() {
+        run("for n in $(seq 99); do echo logout | " SHELL " && break; sleep 0.1; done");
+    }
+};
+
+u32 send(RMApduTalker& talker) {
+    return QVPassword().logout(talker);
+}
+
+TEST_F(Pcscd, AnswersTheShellAsTheEmbeddedToken) {
+    for (const auto& [input, expected] : transcripts) {
+        std::ofstream(folder.file("input")) << input;
+        EXPECT_TRUE(run(SHELL " <" + folder.file("input")).ends_with("--/" + expected + "0"))
+            << input;
+        plain.detach(SCARD_RESET_CARD);  // power, and the login, outlive a shell
+    }
+    const std::string path = folder.file("forwarded");
+    Process forward("socat UNIX-LISTEN:" + path + ",fork UNIX-CONNECT:/run/pcscd/pcscd.comm");
+    EXPECT_THAT(run("sleep 0.3; echo logout | PCSCLITE_CSOCK_NAME=" + path + " " SHELL),
+                ContainsRegex(">OK./>/0"));
+}
+
+TEST_F(Pcscd, AnswersRawFrames) {
+    const std::string exchanges =
+        ">002000000000050431323334<0090>00A400000000040001003F<003F0200000000000090"
+        ">00E00000000006010100010100<0090>00E00000000006030218000200<0090"
+        ">00D20000000003000000<0200010002000090>00A400000000060002003FA1A1<0764"
+        ">00A400000000060002003F0100<01000101000100000090>00D0000000000600000200AABB<0090"
+        ">00B0000000000400000300<AABB000090>00A400000000060002003F0200<02000302180000000090"
+        ">00D6000000001030313233343536373839616263646566<0090"
+        ">00D800000000090021FE303C997CA56E<61626305050505050090>00E2000000000102<0364>00D2<876A";
+    EXPECT_EQ(run("echo '" + exchanges +
+                  "' | tr '>' '\\n' | sed 's/<.*//; s/../& /g' | "
+                  "scriptor -r 'VDW ifdh 0 00 01' 2>&- | sed '1d; s/:.*//' | tr -d ' \\n'"),
+              exchanges + "0");
+}
+
+// The token leaves its reader under a lock, and a plain talker stays with what it had.
+TEST_F(Pcscd, LosesAndMendsTheTokenAndPcscd) {
+    for (RMApduTalker* talker : {&plain, static_cast<RMApduTalker*>(&mending)}) {
+        const bool mends = talker == &mending;
+        const u32 out = mends ? 0x8010000C : 0x80100069;
+        for (const char* word : {" eject", " reset"}) {
+            EXPECT_EQ(talker->lock(), 0U);
+            run(tool + word);
+            for (int i = 0; i < 40 && send(*talker) != out; ++i) {
+                run("sleep 0.02");
+            }
+            EXPECT_EQ(talker->unlock(0), out) << word;
+            EXPECT_EQ(talker->lock(), mends ? out : 0);
+            run(tool + " insert");
+            awaitToken();
+            EXPECT_EQ(send(*talker), mends ? 0 : out) << word;
+            EXPECT_EQ(talker->unlock(0), 0U);
+            talker->detach(0);
+        }
+        EXPECT_EQ(send(*talker), 0U);
+        std::thread([&] { talker->detach(SCARD_RESET_CARD); }).join();
+        EXPECT_EQ(talker->lock(), mends ? 0 : 0x80100068);
+        EXPECT_EQ(talker->unlock(0), 0U);
+        EXPECT_EQ(send(*talker), mends ? 0 : 0x80100068);
+    }
+    plain.detach(0);
+    EXPECT_EQ(send(mending) + plain.lock(), 0U);
+    pcscd->end(SIGKILL);
+    EXPECT_EQ(send(plain), 6U);
+    EXPECT_EQ(send(mending), 0x8010001DU);
+    startPcscd();
+    EXPECT_EQ(mending.lock() + send(mending) + mending.unlock(0), 0U);
+    EXPECT_EQ(server->end(SIGTERM), 0);
+    EXPECT_THAT(contentOf(folder.file("served")), ContainsRegex("served.*Lost.*served"));
+}
+
+TEST_F(Pcscd, ServesOneAtATime) {
+    std::atomic<u32> inside = 0;
+    std::vector<std::jthread> threads;
+    for (int i = 0; i < 64; ++i) {
+        threads.emplace_back([&] {
+            EXPECT_EQ(plain.lock(), 0U);
+            EXPECT_EQ(inside++ + send(plain), 0U);
+            EXPECT_EQ(--inside + plain.unlock(0), 0U);
+        });
+    }
+    threads.clear();
+    EXPECT_EQ(run("(printf 'login '; sleep 1; echo held >&2; echo 1234) | " SHELL
+                  " >/dev/null & sleep 0.3; echo logout | " SHELL " | grep OK; wait"),
+              "held/>OK./0");
+}
+
+}  // namespace
