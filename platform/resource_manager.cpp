@@ -1,5 +1,7 @@
 #include "platform/resource_manager.h"
 
+#include <sys/resource.h>
+
 #include <csignal>
 #include <cstdlib>
 #include <memory>
@@ -23,6 +25,9 @@ std::unique_ptr<ResourceManager> configured() {
     if (name == "embedded") {
         // A file that may not grow is a full disk to the token, and no reason to end.
         std::signal(SIGXFSZ, SIG_IGN);
+        // What the token's secrets pass through is not for a core dump.
+        constexpr rlimit none{0, 0};
+        setrlimit(RLIMIT_CORE, &none);
         return std::make_unique<EmbeddedResourceManager>(token::imagePlace());
     }
     if (name == "system") {

@@ -14,6 +14,9 @@ void backUp(const std::string& path, const std::string& file) {
         throw Fault(file + " exists already");
     }
     needImage(path);
+    if (isCompanion(path, file)) {
+        throw Fault(file + " is a name that the image itself uses");
+    }
     NewFile copy(file);
     copyImage(path, copy.path());
     copy.nameOnly(file);

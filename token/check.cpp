@@ -253,6 +253,11 @@ void Check::content(const std::string& name, const Row& row, const Buffer& place
     }
 }
 
+Object objectOf(const Row& row) {
+    return {row.number, static_cast<std::uint16_t>(row.id), static_cast<std::uint16_t>(row.size),
+            static_cast<std::uint8_t>(row.type), static_cast<std::uint8_t>(row.attribute)};
+}
+
 void Check::keys() {
     Statement statement(database_, "SELECT number, key FROM object WHERE key IS NOT NULL");
     Query query(statement);
@@ -264,7 +269,7 @@ void Check::keys() {
         if (row->type != typeKey) {
             problem(nameOf(*row), "it has a value and is no key");
         } else {
-            content(nameOf(*row) + ", value", *row, placeOfKey(serial_, row->number),
+            content(nameOf(*row) + ", value", *row, placeOfKey(serial_, objectOf(*row)),
                     query.bytes(1), std::tuple_size_v<KeyValue>);
         }
     }
@@ -289,7 +294,7 @@ void Check::page(std::int64_t number, Bytes bytes) {
     }
     pagesSeen_[file->number].set(static_cast<std::size_t>(index));
     content(nameOf(*file) + ", page " + std::to_string(index), *file,
-            placeOfPage(serial_, file->number, index), bytes,
+            placeOfPage(serial_, objectOf(*file), index), bytes,
             std::min(pageLength, file->size - index * pageLength));
 }
 

@@ -253,8 +253,12 @@ void Image::seal(const PasswordRecord& record, const SecretKey& secret) {
 
 void Image::sweep() {
     const std::lock_guard guard(mutex_);
-    database_.execute("VACUUM");
-    setVersion(database_, imageVersion);
+    try {
+        database_.execute("VACUUM");
+        setVersion(database_, imageVersion);
+    } catch (const Fault&) {
+        // For want of room, say. The version asks for it again at the next opening.
+    }
 }
 
 bool Image::present() {

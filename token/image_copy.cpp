@@ -13,14 +13,15 @@ void copyPages(Database& source, Database& target) {
     if (backup == nullptr) {
         target.fail();
     }
-    sqlite3_backup_step(backup, -1);
-    if (sqlite3_backup_finish(backup) != SQLITE_OK) {
+    const int result = sqlite3_backup_step(backup, -1);
+    if (sqlite3_backup_finish(backup) != SQLITE_OK || result != SQLITE_DONE) {
         target.fail();
     }
 }
 
 void copy(const std::string& path, const std::string& target) {
     const Undisturbed undisturbed(path);
+    needImage(path);
     Database from = openImage(path);
     Database to(target, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX);
     to.execute("PRAGMA journal_mode = MEMORY; PRAGMA synchronous = OFF");
@@ -33,7 +34,6 @@ void copy(const std::string& path, const std::string& target) {
 }  // namespace
 
 void copyImage(const std::string& path, const std::string& target) {
-    needImage(path);
     try {
         copy(path, target);
     } catch (const Fault& fault) {

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
@@ -144,8 +145,7 @@ void fill(const std::string& path) {
     gcry_create_nonce(serial.data(), serial.size());
     Statement token(database, "INSERT INTO token VALUES (1, ?, 1)");
     Query(token).bind(serial).run();
-    SecretKey key = freshKey();
-    const Wiping wiping(key);
+    const PassingKey key = freshKey();
     const PasswordRecord record = wrap(key, freshPassword, serial);
     Statement password(database, "INSERT INTO password VALUES (1, ?, ?, ?, ?, 0)");
     Query(password)
@@ -218,6 +218,13 @@ void needImage(const std::string& path) {
     }
 }
 
+bool isCompanion(const std::string& imagePath, const std::string& file) {
+    const fs::path folder = fs::weakly_canonical(file);
+    return folder == imagePath + ".lock" || folder == imagePath + ".replaced" ||
+           std::any_of(std::begin(companionEndings), std::end(companionEndings),
+                       [&](const char* ending) { return folder == imagePath + ending; });
+}
+
 void removeLeftovers(const std::string& path) {
     bool removed = false;
     for (const char* ending : companionEndings) {
@@ -243,6 +250,9 @@ void makeImage(const std::string& path) {
 Database openImage(const std::string& path) {
     Database database(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX);
     sqlite3_busy_handler(database.handle(), waitForLock, nullptr);
+    // An image has neither, so that what is there is another's and must not act.
+    sqlite3_db_config(database.handle(), SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
+    sqlite3_db_config(database.handle(), SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
     sqlite3_db_config(database.handle(), SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
     database.execute("PRAGMA trusted_schema = OFF; PRAGMA cell_size_check = ON");
     return database;

@@ -41,6 +41,9 @@ void makeImage(const std::string& path);
 // part of it.
 constexpr const char* companionEndings[] = {"-journal", "-wal", "-shm"};
 
+// Whether a file has one of these names, or that of the lock file or of a replaced image.
+bool isCompanion(const std::string& imagePath, const std::string& file);
+
 // Removes what an image that is gone has left beside its place: it would be taken for the next
 // one's.
 void removeLeftovers(const std::string& path);

@@ -67,6 +67,7 @@ LockFile::LockFile(const std::string& imagePath) : path_(imagePath + ending), fi
     if (!S_ISREG(about.st_mode) || !isOurs) {
         throw Fault("cannot lock the image with " + path_ + ": it is something else");
     }
+    shareWithOwnerOf(imagePath);
 }
 
 bool LockFile::setLock(short type, std::int64_t at, bool wait) const {

@@ -26,8 +26,8 @@ class LockFile {
     // Whether there is one.
     static bool isBeside(const std::string& imagePath);
 
-    // Gives a lock file that the superuser has just made to the image's owner, who could not use
-    // it otherwise. To be called while Connecting, when there is an image.
+    // Gives a lock file that the superuser has made to the image's owner, who could not use it
+    // otherwise. The constructor does so where there is an image.
     void shareWithOwnerOf(const std::string& imagePath) const;
 
     // While it lives, nobody else connects to or powers the image. Waits.

@@ -10,53 +10,71 @@
 namespace token {
 namespace {
 
-std::optional<SecretKey> openedBy(Image& image, Bytes password, const PasswordRecord& record,
-                                  const Image::Fence& fence) {
-    if (!image.isUnsealed()) {
-        return unwrap(record, password, image.serial());
-    }
-    if (!isPasswordOf(record, password)) {
-        return std::nullopt;
-    }
-    const SecretKey key = freshKey();
-    const PasswordRecord sealed = wrap(key, password, image.serial());
+// The image's key under a new wrapping of the password, its content sealed. Somebody else may have
+// sealed it since it was looked at.
+std::optional<PassingKey> sealed(Image& image, Bytes password, const Image::Fence& fence) {
+    const PassingKey key = freshKey();
+    const PasswordRecord record = wrap(key, password, image.serial());
     {
         Image::Change change(image);
-        image.seal(sealed, key);
+        if (!image.isUnsealed()) {
+            return unwrap(image.password(), password, image.serial());
+        }
+        image.seal(record, key);
         change.commit(fence);
     }
     image.sweep();
     return key;
 }
 
+std::optional<PassingKey> openedBy(Image& image, Bytes password, const PasswordRecord& record,
+                                   bool isUnsealed, const Image::Fence& fence) {
+    if (!isUnsealed) {
+        return unwrap(record, password, image.serial());
+    }
+    return isPasswordOf(record, password) ? sealed(image, password, fence) : std::nullopt;
+}
+
+void setFailures(Image& image, std::uint32_t failures, const Image::Fence& fence) {
+    Image::Change change(image);
+    image.setFailures(failures);
+    change.commit(fence);
+}
+
 }  // namespace
 
-std::optional<SecretKey> logIn(Image& image, Bytes password, const Image::Fence& fence) {
+std::optional<PassingKey> logIn(Image& image, Bytes password, const Image::Fence& fence) {
     PasswordRecord record;
+    bool isUnsealed = false;
     {
         // Counted before it is judged, so that no end of the power forgets a failure.
         Image::Change change(image);
         record = image.password();
+        isUnsealed = image.isUnsealed();
         if (!image.countLogin()) {
             return std::nullopt;
         }
         change.commit(fence);
     }
-    const std::optional<SecretKey> key = openedBy(image, password, record, fence);
-    if (key) {
-        Image::Change change(image);
-        image.setFailures(0);
-        change.commit(fence);
+    try {
+        std::optional<PassingKey> key = openedBy(image, password, record, isUnsealed, fence);
+        if (key) {
+            setFailures(image, 0, fence);
+        }
+        return key;
+    } catch (const Fault&) {
+        // No judgement, no failure.
+        setFailures(image, record.failures, fence);
+        throw;
     }
-    return key;
 }
 
-SecretKey keyByPassword(const std::string& path, Bytes password) {
+PassingKey keyByPassword(const std::string& path, Bytes password) {
     needImage(path);
     const LockFile lockFile(path);
     const LockFile::Connecting connecting(lockFile);
     Image image(path);
-    const std::optional<SecretKey> key = logIn(image, password, Image::always);
+    std::optional<PassingKey> key = logIn(image, password, Image::always);
     if (!key) {
         const std::uint32_t failures = image.password().failures;
         throw Fault(failures >= mostFailures
@@ -67,7 +85,7 @@ SecretKey keyByPassword(const std::string& path, Bytes password) {
     return *key;
 }
 
-std::optional<SecretKey> keyOfPowered(const std::string& path) {
+std::optional<PassingKey> keyOfPowered(const std::string& path) {
     if (!LockFile::isBeside(path)) {
         return std::nullopt;
     }
@@ -80,7 +98,7 @@ std::optional<SecretKey> keyOfPowered(const std::string& path) {
     Session session;
     const Wiping wiping(session.key);
     const bool loaded = power.load(power.sight(), session) == Power::Condition::good;
-    return loaded && session.loggedIn ? std::optional(session.key) : std::nullopt;
+    return loaded && session.loggedIn ? std::optional<PassingKey>(session.key) : std::nullopt;
 }
 
 void unblock(const std::string& path) {

@@ -17,7 +17,9 @@ bool isThere(const std::string& path, Use use) {
 
 // A file that is no image is refused before a lock file comes to stand beside it.
 const std::string& looked(const std::string& path, Use use) {
-    isThere(path, use);
+    if (!LockFile::isBeside(path)) {
+        isThere(path, use);
+    }
     return path;
 }
 

@@ -50,10 +50,10 @@ void readEntries(Database& database, Overview& overview) {
 }  // namespace
 
 Overview overviewOf(const std::string& path) {
-    needImage(path);
     Overview overview;
     overview.powered = isPowered(path);
     const Undisturbed undisturbed(path);
+    needImage(path);
     Database database = openImage(path);
     beginReading(database);
     readState(database, overview);

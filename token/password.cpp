@@ -12,18 +12,17 @@ namespace {
 
 constexpr std::uint32_t standardN = 1U << 15;
 constexpr std::uint32_t standardP = 1;
-constexpr std::uint32_t largestN = 1U << 20;  // 1 GiB: what a damaged record may cost at most
-constexpr std::uint32_t largestP = 16;
+constexpr std::uint32_t largestCost = 1U << 20;  // N times p: what a damaged record may ask at most
 constexpr std::size_t saltLength = 16;
 
-SecretKey derive(const PasswordRecord& record, Bytes password) {
+PassingKey derive(const PasswordRecord& record, Bytes password) {
     if (!hasKnownForm(record)) {
         throw Fault("the password's record is damaged");
     }
     useGcrypt();
     // The library takes no null for an empty password.
     static constexpr std::uint8_t nothing = 0;
-    SecretKey result{};
+    PassingKey result;
     const gcry_error_t error =
         gcry_kdf_derive(password.empty() ? &nothing : password.data(), password.size(),
                         GCRY_KDF_SCRYPT, static_cast<int>(record.costN), record.salt.data(),
@@ -46,13 +45,14 @@ Buffer placeOf(Bytes serial) {
 }  // namespace
 
 bool hasKnownForm(const PasswordRecord& record) {
-    return std::has_single_bit(record.costN) && record.costN > 1 && record.costN <= largestN &&
-           record.costP > 0 && record.costP <= largestP && record.salt.size() == saltLength;
+    return std::has_single_bit(record.costN) && record.costN > 1 && record.costP > 0 &&
+           std::uint64_t{record.costN} * record.costP <= largestCost &&
+           record.salt.size() == saltLength;
 }
 
-SecretKey freshKey() {
+PassingKey freshKey() {
     useGcrypt();
-    SecretKey key{};
+    PassingKey key;
     gcry_randomize(key.data(), key.size(), GCRY_STRONG_RANDOM);
     return key;
 }
@@ -62,17 +62,15 @@ PasswordRecord wrap(const SecretKey& key, Bytes password, Bytes serial, const Pa
     PasswordRecord record{
         std::max(standardN, old.costN), std::max(standardP, old.costP), Buffer(saltLength), {}, 0};
     gcry_create_nonce(record.salt.data(), record.salt.size());
-    SecretKey wrapping = derive(record, password);
-    const Wiping wiping(wrapping);
+    const PassingKey wrapping = derive(record, password);
     record.wrappedKey = Sealer(wrapping).seal(placeOf(serial), key);
     return record;
 }
 
-std::optional<SecretKey> unwrap(const PasswordRecord& record, Bytes password, Bytes serial) {
-    SecretKey wrapping = derive(record, password);
-    const Wiping wiping(wrapping);
+std::optional<PassingKey> unwrap(const PasswordRecord& record, Bytes password, Bytes serial) {
+    const PassingKey wrapping = derive(record, password);
     std::optional<Buffer> unwrapped = Sealer(wrapping).unseal(placeOf(serial), record.wrappedKey);
-    SecretKey key{};
+    PassingKey key;
     if (!unwrapped || unwrapped->size() != key.size()) {
         return std::nullopt;
     }
@@ -82,7 +80,7 @@ std::optional<SecretKey> unwrap(const PasswordRecord& record, Bytes password, By
 }
 
 bool isPasswordOf(const PasswordRecord& record, Bytes password) {
-    const SecretKey derived = derive(record, password);
+    const PassingKey derived = derive(record, password);
     if (record.wrappedKey.size() != derived.size()) {
         throw Fault("the password's record is damaged");
     }

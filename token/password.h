@@ -22,7 +22,7 @@ struct PasswordRecord {
 // Whether cost and salt can be those of a record.
 bool hasKnownForm(const PasswordRecord& record);
 
-SecretKey freshKey();
+PassingKey freshKey();
 
 // A record for a new password, with a fresh salt, that wraps the key for the image with this serial
 // number. Costs what is standard today, or what `old` cost if that is more: about 0.1 s.
@@ -30,7 +30,7 @@ PasswordRecord wrap(const SecretKey& key, Bytes password, Bytes serial,
                     const PasswordRecord& old = {});
 
 // The key, if the password is the record's. Throws Fault on a record of unknown form.
-std::optional<SecretKey> unwrap(const PasswordRecord& record, Bytes password, Bytes serial);
+std::optional<PassingKey> unwrap(const PasswordRecord& record, Bytes password, Bytes serial);
 
 // For a record of an image of version 1: whether the password is its. Compares in constant time.
 bool isPasswordOf(const PasswordRecord& record, Bytes password);

@@ -62,8 +62,15 @@ void OldImage::setAside() {
         removeLeftovers(path_);
         return;
     }
-    // The same file under both names: an earlier restoring was cut off here.
     std::error_code ignored;
+    // Two images: an earlier restoring was cut off when the new one was in place.
+    if (error == EEXIST && isReadable(path_) && isReadable(aside_)) {
+        unlink(aside_.c_str());
+        removeLeftovers(aside_);
+        setAside();
+        return;
+    }
+    // The same file under both names: one was cut off here.
     if (error != 0 && !fs::equivalent(path_, aside_, ignored)) {
         errno = error;
         throw systemFault("cannot set the old image aside as", aside_);
@@ -112,6 +119,9 @@ std::string restore(const std::string& path, const std::string& file) {
     const std::string source = realImagePath({file, false}, Missing::refuse);
     needImage(source);
     needFileOrNothing(path);
+    if (isCompanion(path, source)) {
+        throw Fault(file + " is a name that the image itself uses");
+    }
     if (source == path) {
         throw Fault(file + " is the image itself");
     }

@@ -1,24 +1,30 @@
 #pragma once
 
 #include "token/bytes.h"
+#include "token/object.h"
 
 namespace token {
 
-// What a seal in an image is bound to: the image by its serial number, what is sealed, the object,
-// and the place in the object. A sealed row that stands anywhere else does not open.
-inline Buffer sealedPlace(Bytes serial, char kind, std::int64_t object, std::int64_t page) {
+// What a seal in an image is bound to: the image by its serial number, what is sealed, the object
+// as it was made, and the place in the object. A sealed row that stands anywhere else does not
+// open.
+inline Buffer sealedPlace(Bytes serial, char kind, const Object& object, std::int64_t page) {
     Buffer place(serial.begin(), serial.end());
     place.push_back(static_cast<std::uint8_t>(kind));
-    put64(place, static_cast<std::uint64_t>(object));
+    put64(place, static_cast<std::uint64_t>(object.number));
+    put16(place, object.id);
+    place.push_back(object.type);
+    place.push_back(object.attribute);
+    put16(place, object.size);
     put64(place, static_cast<std::uint64_t>(page));
     return place;
 }
 
-inline Buffer placeOfPage(Bytes serial, std::int64_t object, std::int64_t page) {
+inline Buffer placeOfPage(Bytes serial, const Object& object, std::int64_t page) {
     return sealedPlace(serial, 'p', object, page);
 }
 
-inline Buffer placeOfKey(Bytes serial, std::int64_t object) {
+inline Buffer placeOfKey(Bytes serial, const Object& object) {
     return sealedPlace(serial, 'k', object, 0);
 }
 

@@ -28,4 +28,13 @@ class Wiping {
     Secret& secret_;
 };
 
+// A key on its way, which leaves nothing behind where it was.
+struct PassingKey : SecretKey {
+    PassingKey() : SecretKey{} {}
+    explicit PassingKey(const SecretKey& key) : SecretKey(key) {}
+    PassingKey(const PassingKey&) = default;
+    PassingKey& operator=(const PassingKey&) = default;
+    ~PassingKey() { wipe(*this); }
+};
+
 }  // namespace token

@@ -157,11 +157,10 @@ std::uint16_t Token::statusOf(Session& session, Bytes bytes, Buffer& reply,
 std::uint16_t Token::login(Exchange& exchange) {
     exchange.session.logOut();
     const Bytes password = exchange.data.subspan(1);
-    std::optional<SecretKey> key = logIn(image_, password, exchange.fence);
+    const std::optional<PassingKey> key = logIn(image_, password, exchange.fence);
     if (!key) {
         return status::notAllowed;
     }
-    const Wiping wiping(*key);
     exchange.session.logIn(*key);
     return status::good;
 }

@@ -69,7 +69,7 @@ int show(const Options& options) {
 }
 
 // The image's key, if there is a way to it; else `why` not.
-std::optional<token::SecretKey> keyFor(const Options& options, const std::string& path,
+std::optional<token::PassingKey> keyFor(const Options& options, const std::string& path,
                                        std::string& why) {
     try {
         if (options.login) {
@@ -88,7 +88,7 @@ int check(const Options& options) {
     leaveNoCore();
     const std::string path = pathOf(options);
     std::string why;
-    std::optional<token::SecretKey> key = keyFor(options, path, why);
+    std::optional<token::PassingKey> key = keyFor(options, path, why);
     const token::Findings findings = token::check(path, key ? &*key : nullptr);
     if (key) {
         token::wipe(*key);
