@@ -70,7 +70,7 @@ int show(const Options& options) {
 
 // The image's key, if there is a way to it; else `why` not.
 std::optional<token::PassingKey> keyFor(const Options& options, const std::string& path,
-                                       std::string& why) {
+                                        std::string& why) {
     try {
         if (options.login) {
             const PasswordLine password;
