@@ -74,7 +74,7 @@ u32 removePadding(std::vector<u8>& output) {
     u32 rv = result::success;
     const std::size_t padding = output.back();
     if (padding <= output.size()) {
-        output.resize(output.size() - padding);
+        output.erase(output.end() - static_cast<std::ptrdiff_t>(padding), output.end());
     } else {
         rv = result::invalidArgument;
     }
