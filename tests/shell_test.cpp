@@ -23,6 +23,7 @@ TEST_F(Shell, AnswersEachWord) {
         file("token.db") + "/-------------------------------/";
     for (const auto& [input, expected] : transcripts) {
         EXPECT_EQ(run(input), banner + expected + "0") << input;
+        EXPECT_EQ(contentOf(file("errors")), "") << input;
     }
 }
 
