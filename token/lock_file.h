@@ -26,10 +26,6 @@ class LockFile {
     // Whether there is one.
     static bool isBeside(const std::string& imagePath);
 
-    // Gives a lock file that the superuser has made to the image's owner, who could not use it
-    // otherwise. The constructor does so where there is an image.
-    void shareWithOwnerOf(const std::string& imagePath) const;
-
     // While it lives, nobody else connects to or powers the image. Waits.
     class Connecting {
       public:
@@ -62,6 +58,10 @@ class LockFile {
 
   private:
     struct Content;
+
+    // Gives a lock file that the superuser has made to the image's owner, who could not use it
+    // otherwise.
+    void shareWithOwnerOf(const std::string& imagePath) const;
 
     Content content() const;
     void store(const Content& content) const;

@@ -41,7 +41,6 @@ OpenToken::OpenToken(const std::string& path, Use use) : lockFile_(looked(path, 
     if (!isThere(path, use)) {
         makeImage(path);
     }
-    lockFile_.shareWithOwnerOf(path);
     // Power first: it refuses an image that took the place of the one that is powered, before the
     // database touches it.
     power_.emplace(lockFile_, identityOf(path));

@@ -27,7 +27,6 @@ ServedToken::ServedToken(const ImagePlace& place) : path_(lookedAt(place)), lock
     if (!isImage(path_)) {
         makeImage(path_);
     }
-    lockFile_.shareWithOwnerOf(path_);
     lockFile_.serve();
 }
 

@@ -88,11 +88,8 @@ int check(const Options& options) {
     leaveNoCore();
     const std::string path = pathOf(options);
     std::string why;
-    std::optional<token::PassingKey> key = keyFor(options, path, why);
+    const std::optional<token::PassingKey> key = keyFor(options, path, why);
     const token::Findings findings = token::check(path, key ? &*key : nullptr);
-    if (key) {
-        token::wipe(*key);
-    }
     for (const std::string& problem : findings.problems) {
         std::cout << problem << '\n';
     }
