@@ -6,7 +6,7 @@
 #include <set>
 
 #include "platform/resource_manager.h"
-#include "token/slot.h"
+#include "token/door/slot.h"
 
 namespace platform {
 

@@ -10,7 +10,7 @@
 #include "platform/embedded_resource_manager.h"
 #include "platform/printable.h"
 #include "platform/reader_target.h"
-#include "token/image_place.h"
+#include "token/image/image_place.h"
 #ifdef KSIGIL_SYSTEM_PCSC
 #include "platform/system_resource_manager.h"
 #endif

@@ -11,8 +11,8 @@
 
 #include "tests/failing_disk.h"
 #include "tests/trial_token.h"
-#include "token/check.h"
-#include "token/login.h"
+#include "token/care/check.h"
+#include "token/rules/login.h"
 
 namespace {
 

@@ -10,8 +10,8 @@
 #include <sstream>
 #include <string>
 
-#include "token/image_file.h"
-#include "token/slot.h"
+#include "token/door/slot.h"
+#include "token/image/image_file.h"
 
 // A folder of the test's own, gone with it.
 class ScratchFolder {

@@ -1,0 +1,329 @@
+#include "token/care/check.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <bitset>
+#include <map>
+#include <optional>
+
+#include "token/base/fault.h"
+#include "token/care/tree.h"
+#include "token/care/undisturbed.h"
+#include "token/image/image_file.h"
+#include "token/image/image_format.h"
+#include "token/image/limits.h"
+#include "token/image/object.h"
+#include "token/image/password.h"
+#include "token/image/sealed_place.h"
+#include "token/image/sealer.h"
+
+namespace token {
+namespace {
+
+bool isBetween(std::int64_t value, std::int64_t least, std::int64_t most) {
+    return least <= value && value <= most;
+}
+
+struct RowRule {
+    bool (*holds)(const Row& row);
+    const char* otherwise;
+};
+
+constexpr RowRule rowRules[] = {
+    {[](const Row& row) { return isBetween(row.number, 1, INT64_MAX / pagesAnObject - 1); },
+     "its number is out of range"},
+    {[](const Row& row) {
+         return isBetween(row.id, 0, 0xFFFE) && row.id != rootId && row.id != 0x3FFF;
+     },
+     "its id is none that can be given"},
+    {[](const Row& row) { return isBetween(row.type, typeFile, typeKey); }, "its type is unknown"},
+    {[](const Row& row) {
+         return row.type == typeKey
+                    ? isBetween(row.attribute, attributeOneFactor, attributeTwoFactor)
+                    : isBetween(row.attribute, attributePublic, attributePrivate);
+     },
+     "its attribute is none of its type"},
+    {[](const Row& row) {
+         return row.type == typeFile ? isBetween(row.size, 0, 0xFFFF)
+                                     : row.size == (row.type == typeKey ? keySize : 0);
+     },
+     "its size is none of its type"},
+};
+
+// 0, which no record has, for what no record can have.
+std::uint32_t costOf(std::int64_t value) {
+    return isBetween(value, 0, UINT32_MAX) ? static_cast<std::uint32_t>(value) : 0;
+}
+
+bool isSealed(const Row& row) {
+    return row.attribute == attributePrivate || row.attribute == attributeTwoFactor;
+}
+
+// 0 for all but files that can be.
+std::int64_t pageCount(const Row& row) {
+    const bool hasPages = row.type == typeFile && isBetween(row.size, 0, 0xFFFF);
+    return hasPages ? (row.size + pageLength - 1) / pageLength : 0;
+}
+
+class Check {
+  public:
+    Check(const std::string& path, const SecretKey* secret) : database_(openImage(path)) {
+        if (secret != nullptr) {
+            sealer_.emplace(*secret);
+        }
+    }
+
+    Findings run();
+
+  private:
+    using Step = void (Check::*)();
+
+    void perform(Step step);
+    void database();
+    void tokenRow();
+    void password();
+    void readTree() { tree_.emplace(database_); }
+    void objects();
+    void placeOf(const Row& row);
+    void limits();
+    void keys();
+    void pages();
+    void page(std::int64_t number, Bytes bytes);
+    void missingPages();
+
+    void content(const std::string& name, const Row& row, const Buffer& place, Bytes bytes,
+                 std::int64_t length);
+    void problem(const std::string& name, const std::string& words) {
+        findings_.problems.push_back(name + ": " + words);
+    }
+    std::string nameOf(const Row& row) const { return tree_->wayTo(row).path; }
+
+    Database database_;
+    std::optional<Sealer> sealer_;
+    bool seals_ = true;  // an image of version 1 does not
+    Buffer serial_;
+    std::optional<Tree> tree_;
+    std::map<std::int64_t, std::bitset<pagesAnObject>> pagesSeen_;  // by their file's number
+    Findings findings_;
+};
+
+Findings Check::run() {
+    static constexpr Step first[] = {&Check::database, &Check::tokenRow, &Check::password,
+                                     &Check::readTree};
+    static constexpr Step onTheTree[] = {&Check::objects, &Check::limits, &Check::keys,
+                                         &Check::pages};
+    beginReading(database_);
+    for (const Step step : first) {
+        perform(step);
+    }
+    for (const Step step : onTheTree) {
+        if (tree_) {
+            perform(step);
+        }
+    }
+    return std::move(findings_);
+}
+
+// What one step cannot read does not keep the next from looking.
+void Check::perform(Step step) {
+    try {
+        (this->*step)();
+    } catch (const Fault& fault) {
+        problem("database", fault.what());
+    }
+}
+
+void Check::database() {
+    Statement statement(database_, "PRAGMA integrity_check");
+    Query query(statement);
+    while (query.step()) {
+        const Bytes text = query.bytes(0);
+        const std::string line(text.begin(), text.end());
+        if (line != "ok") {
+            problem("database", line);
+        }
+    }
+}
+
+void Check::tokenRow() {
+    Statement version(database_, "PRAGMA user_version");
+    Query versionQuery(version);
+    seals_ = versionQuery.step() && versionQuery.integer(0) != unsealedVersion;
+    Statement statement(database_, "SELECT serial, present FROM token");
+    Query query(statement);
+    if (!query.step()) {
+        problem("token", "its row is missing");
+        return;
+    }
+    const Bytes serial = query.bytes(0);
+    serial_.assign(serial.begin(), serial.end());
+    if (serial.size() != serialLength) {
+        problem("token", "its serial number has a wrong length");
+    }
+    if (!isBetween(query.integer(1), 0, 1)) {
+        problem("token", "it is neither in its reader nor out of it");
+    }
+}
+
+void Check::password() {
+    // The oldest images count no failures.
+    Statement statement(database_,
+                        seals_ ? "SELECT cost_n, cost_p, salt, wrapped_key, failures FROM password"
+                               : "SELECT cost_n, cost_p, salt, verifier, 0 FROM password");
+    Query query(statement);
+    if (!query.step()) {
+        problem("password", "its row is missing");
+        return;
+    }
+    constexpr std::size_t keyLength = std::tuple_size_v<SecretKey>;
+    const Bytes salt = query.bytes(2);
+    const PasswordRecord record{
+        costOf(query.integer(0)), costOf(query.integer(1)), {salt.begin(), salt.end()}, {}, 0};
+    if (!hasKnownForm(record)) {
+        problem("password", "its cost or salt is none that can be");
+    }
+    if (query.bytes(3).size() != keyLength + (seals_ ? Sealer::added : 0)) {
+        problem("password", "the key under it has a wrong length");
+    }
+    if (!isBetween(query.integer(4), 0, mostFailures)) {
+        problem("password", "its count of failed logins is out of range");
+    }
+}
+
+void Check::objects() {
+    tree_.emplace(database_);
+    for (const auto& [number, row] : tree_->rows()) {
+        for (const RowRule& rule : rowRules) {
+            if (!rule.holds(row)) {
+                problem(nameOf(row), rule.otherwise);
+            }
+        }
+        placeOf(row);
+    }
+}
+
+void Check::placeOf(const Row& row) {
+    const Row* directory = tree_->find(row.parent);
+    const Tree::Way way = tree_->wayTo(row);
+    if (row.parent != rootObject.number && directory == nullptr) {
+        problem(way.path, "its directory is missing");
+    } else if (row.parent != rootObject.number && directory->type != typeDirectory) {
+        problem(way.path, "it stands in what is no directory");
+    } else if (way.top == Tree::Top::none) {
+        problem(way.path, "it is too deep, or its directories form a circle");
+    }
+}
+
+void Check::limits() {
+    std::int64_t bytes = 0;
+    const auto tooMany = [this](const std::string& name, std::int64_t parent) {
+        if (tree_->childCount(parent) > mostChildren) {
+            problem(name, "it has more than " + std::to_string(mostChildren) + " children");
+        }
+    };
+    tooMany("3f00", rootObject.number);
+    for (const auto& [number, row] : tree_->rows()) {
+        tooMany(nameOf(row), number);
+        bytes += isBetween(row.size, 0, 0xFFFF) ? row.size : 0;
+    }
+    if (tree_->rows().size() > mostObjects) {
+        problem("3f00", "more than " + std::to_string(mostObjects) + " objects are under it");
+    }
+    if (bytes > mostBytes) {
+        problem("3f00", "more than " + std::to_string(mostBytes) + " bytes are under it");
+    }
+}
+
+void Check::content(const std::string& name, const Row& row, const Buffer& place, Bytes bytes,
+                    std::int64_t length) {
+    const bool sealed = seals_ && isSealed(row);
+    const auto added = static_cast<std::int64_t>(sealed ? Sealer::added : 0);
+    if (static_cast<std::int64_t>(bytes.size()) != length + added) {
+        problem(name, "a wrong length");
+    } else if (sealed && !sealer_) {
+        findings_.leftSealed = true;
+    } else if (sealed) {
+        std::optional<Buffer> plain = sealer_->unseal(place, bytes);
+        if (!plain) {
+            problem(name, "does not authenticate");
+            return;
+        }
+        wipe(*plain);
+    }
+}
+
+Object objectOf(const Row& row) {
+    return {row.number, static_cast<std::uint16_t>(row.id), static_cast<std::uint16_t>(row.size),
+            static_cast<std::uint8_t>(row.type), static_cast<std::uint8_t>(row.attribute)};
+}
+
+void Check::keys() {
+    Statement statement(database_, "SELECT number, key FROM object WHERE key IS NOT NULL");
+    Query query(statement);
+    while (query.step()) {
+        const Row* row = tree_->find(query.integer(0));
+        if (row == nullptr) {
+            continue;
+        }
+        if (row->type != typeKey) {
+            problem(nameOf(*row), "it has a value and is no key");
+        } else {
+            content(nameOf(*row) + ", value", *row, placeOfKey(serial_, objectOf(*row)),
+                    query.bytes(1), std::tuple_size_v<KeyValue>);
+        }
+    }
+}
+
+void Check::pages() {
+    Statement statement(database_, "SELECT number, bytes FROM page ORDER BY number");
+    Query query(statement);
+    while (query.step()) {
+        page(query.integer(0), query.bytes(1));
+    }
+    missingPages();
+}
+
+void Check::page(std::int64_t number, Bytes bytes) {
+    const Row* file = number < 0 ? nullptr : tree_->find(number / pagesAnObject);
+    const std::int64_t index = number % pagesAnObject;
+    if (file == nullptr || index >= pageCount(*file)) {
+        const std::string words = "page " + std::to_string(number) + " belongs to nothing";
+        problem(file == nullptr ? "????" : nameOf(*file), words);
+        return;
+    }
+    pagesSeen_[file->number].set(static_cast<std::size_t>(index));
+    content(nameOf(*file) + ", page " + std::to_string(index), *file,
+            placeOfPage(serial_, objectOf(*file), index), bytes,
+            std::min(pageLength, file->size - index * pageLength));
+}
+
+void Check::missingPages() {
+    for (const auto& [number, row] : tree_->rows()) {
+        for (std::int64_t index = 0; index < pageCount(row); ++index) {
+            if (!pagesSeen_[number].test(static_cast<std::size_t>(index))) {
+                problem(nameOf(row) + ", page " + std::to_string(index), "missing");
+            }
+        }
+    }
+}
+
+}  // namespace
+
+Findings check(const std::string& path, const SecretKey* secret) {
+    const Undisturbed undisturbed(path);
+    if (access(path.c_str(), F_OK) == 0 && access(path.c_str(), R_OK) != 0) {
+        throw systemFault("cannot read", path);
+    }
+    try {
+        needImage(path);
+    } catch (const Fault& fault) {
+        if (access(path.c_str(), F_OK) != 0) {
+            throw;
+        }
+        return {{std::string("file: ") + fault.what()}, false};
+    }
+    return Check(path, secret).run();
+}
+
+}  // namespace token

@@ -1,0 +1,65 @@
+#include "token/care/overview.h"
+
+#include "token/base/fault.h"
+#include "token/care/tree.h"
+#include "token/care/undisturbed.h"
+#include "token/image/image_file.h"
+#include "token/image/object.h"
+#include "token/power/lock_file.h"
+
+namespace token {
+namespace {
+
+void readState(Database& database, Overview& overview) {
+    Statement statement(database,
+                        "SELECT user_version, serial, present FROM pragma_user_version, token");
+    Query query(statement);
+    if (!query.step()) {
+        throw Fault("a row of the image is missing");
+    }
+    overview.version = query.integer(0);
+    const Bytes serial = query.bytes(1);
+    overview.serial.assign(serial.begin(), serial.end());
+    overview.present = query.integer(2) != 0;
+}
+
+// The oldest images count none.
+bool countsFailedLogins(Database& database) {
+    Statement statement(database,
+                        "SELECT 1 FROM pragma_table_info('password') WHERE name = 'failures'");
+    return Query(statement).step();
+}
+
+void readFailedLogins(Database& database, Overview& overview) {
+    if (!countsFailedLogins(database)) {
+        return;
+    }
+    Statement statement(database, "SELECT failures FROM password");
+    Query query(statement);
+    overview.failedLogins = query.step() ? query.integer(0) : 0;
+}
+
+void readEntries(Database& database, Overview& overview) {
+    const Tree tree(database);
+    overview.entries.push_back({"3f00", typeDirectory, attributePublic, 0});
+    for (const Row& row : tree.inOrder()) {
+        overview.entries.push_back({tree.wayTo(row).path, row.type, row.attribute, row.size});
+    }
+}
+
+}  // namespace
+
+Overview overviewOf(const std::string& path) {
+    Overview overview;
+    overview.powered = isPowered(path);
+    const Undisturbed undisturbed(path);
+    needImage(path);
+    Database database = openImage(path);
+    beginReading(database);
+    readState(database, overview);
+    readFailedLogins(database, overview);
+    readEntries(database, overview);
+    return overview;
+}
+
+}  // namespace token

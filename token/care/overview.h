@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "token/base/bytes.h"
+
+namespace token {
+
+// An image as its owner may see it: all but contents. What a damaged image says stands here as it
+// says it.
+struct Overview {
+    struct Entry {
+        std::string path;  // in the shell's digits
+        std::int64_t type, attribute, size;
+    };
+
+    std::int64_t version = 0;
+    Buffer serial;
+    bool present = false;
+    bool powered = false;
+    std::int64_t failedLogins = 0;
+    std::vector<Entry> entries;  // the root first, each directory before its children
+};
+
+// Looks at the image at the real path, also while it is in use. Powers nothing. Throws Fault.
+Overview overviewOf(const std::string& path);
+
+}  // namespace token

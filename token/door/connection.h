@@ -1,0 +1,66 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+
+#include "token/base/bytes.h"
+#include "token/door/open_token.h"
+#include "token/power/power.h"
+
+namespace token {
+
+enum class Outcome {
+    good,
+    unusable,  // the image or its place does not work
+    absent,    // the token is not in its reader
+    removed,   // it was taken out under this connection
+    reset,     // it was reset since this connection last looked
+    notHeld,   // there is no transaction to end
+    served,    // the image belongs to a program that serves it to a reader
+};
+
+enum class After { leave, reset };
+
+// One user's way to the token. What it selects and whether it is logged in belong to the token, not
+// to the connection. Any thread may call; calls of one connection wait for each other. A
+// transaction that stands at the end of a connection ends with it.
+class Connection {
+  public:
+    explicit Connection(std::shared_ptr<OpenToken> token);
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+    ~Connection();
+
+    // Looks at the token anew: a reset, or a removal of a token that is back, is then met.
+    Outcome reconnect(After after);
+
+    // Has the token to itself until the matching end. Waits for another connection's transaction.
+    // Begins inside a transaction count.
+    Outcome begin();
+    // Also the end of a transaction that a reset has ended is good, once it was met.
+    Outcome end(After after);
+
+    // Carries one command to the token and its whole reply back. Outside a transaction it waits
+    // for those of others.
+    Outcome transmit(Bytes command, Buffer& reply);
+
+    // Whether a reset or a removal is to be met. Waits for nobody.
+    Outcome look();
+
+    // Ends selection, login and everybody's transaction. This connection need not reconnect. Waits
+    // for nobody, not for a call of this connection either.
+    void reset();
+
+  private:
+    bool inTransaction() { return token_->power().isHolder(holding_); }
+    Outcome exchange(Bytes command, Buffer& reply);
+
+    std::shared_ptr<OpenToken> token_;
+    std::mutex calls_;
+    std::atomic<Power::Sight> sight_;
+    Holding holding_;
+    unsigned depth_ = 0;
+};
+
+}  // namespace token

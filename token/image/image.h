@@ -1,0 +1,130 @@
+#pragma once
+
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "token/base/bytes.h"
+#include "token/image/object.h"
+#include "token/image/password.h"
+#include "token/image/sealer.h"
+#include "token/image/sql.h"
+
+namespace token {
+
+// The durable token: its tree, contents, password and whether it stands in its reader, kept in one
+// SQLite file. A change is on the disk when its commit returns. Throws Fault; the change at hand
+// then comes to nothing, or is whole where the disk failed behind it. Any thread; one call at a
+// time.
+//
+// What needs the login (the content of private files, the value of two-factor keys) is sealed under
+// the image's secret key, each page bound to its image, its object and its place there. Those who
+// touch it give the key; for everything else it may be null. A seal that does not hold is a Fault.
+class Image {
+  public:
+    struct Usage {
+        std::uint32_t objects;
+        std::uint32_t bytes;
+    };
+
+    // Opens an image that isImage() knows as one.
+    explicit Image(const std::string& path);
+
+    // What a change asks before it becomes durable; false lets nothing of it happen.
+    using Fence = std::function<bool()>;
+    static bool always() { return true; }
+
+    // A change and all that was looked at for it: nobody else changes anything meanwhile, and
+    // nothing is changed unless it is committed. The operations that change need one.
+    class Change {
+      public:
+        explicit Change(Image& image);
+
+        // Throws Fault if the fence gives false.
+        void commit(const Fence& fence);
+
+      private:
+        std::unique_lock<std::recursive_mutex> guard_;
+        Transaction transaction_;
+    };
+
+    bool exists(std::int64_t number);
+    std::optional<Object> child(std::int64_t parent, std::uint16_t id);
+    // In order of creation, at most `limit`.
+    std::vector<std::uint16_t> children(std::int64_t parent, std::uint32_t limit);
+    std::uint32_t childCount(std::int64_t parent);
+    Usage usage();
+
+    // A new file is zeros, a new key has no value. `object.number` is not read.
+    void create(std::int64_t parent, const Object& object, const SecretKey* secret);
+    void remove(const Object& object);
+
+    // Ranges lie inside the file: the caller has compared them with its size.
+    void read(const Object& file, std::uint16_t offset, std::uint16_t length, Buffer& out,
+              const SecretKey* secret);
+    void write(const Object& file, std::uint16_t offset, Bytes bytes, const SecretKey* secret);
+
+    // Whether the key was ever written; one that was not has no value.
+    bool hasKey(const Object& key);
+    KeyValue key(const Object& key, const SecretKey* secret);
+    void setKey(const Object& key, Bytes value, const SecretKey* secret);
+
+    // Whether the private content still stands in clear, as an older program left it.
+    bool isUnsealed();
+    PasswordRecord password();
+    void setPassword(const PasswordRecord& record);
+    // Counts a login as failed, before it is judged; not one more than block the password. False if
+    // it is blocked.
+    bool countLogin();
+    void setFailures(std::uint32_t failures);
+    // Seals an unsealed image, and takes the record in place of its own. Content that is damaged
+    // stays so.
+    void seal(const PasswordRecord& record, const SecretKey& secret);
+    // Behind a sealing: what stood in clear may still stand in unused parts of the file, until it
+    // is rewritten without them. The version tells whether it was, so that a crash in between does
+    // no harm. Not inside a change.
+    void sweep();
+
+    // Random, made with the image.
+    const Buffer& serial() const { return serial_; }
+    bool present();
+    void setPresent(bool present);
+
+  private:
+    struct Statements {
+        explicit Statements(Database& database);
+
+        Statement exists, child, children, childCount, usage;
+        Statement create, createPage, remove, removePages;
+        Statement readPages, readPage, writePage;
+        Statement key, setKey;
+        Statement present, setPresent;
+    };
+
+    void needRow(Query& query) const;
+    void change(Query& query);
+    static Object objectIn(const Query& query);
+    void createPages(const Object& file, const SecretKey* secret);
+    void removePages(const Object& object);
+
+    // The sealer for an object, none for one that is not sealed.
+    std::optional<Sealer> sealerFor(const Object& object, const SecretKey* secret) const;
+    Buffer openPage(const Object& file, std::int64_t page, Bytes row,
+                    std::optional<Sealer>& sealer) const;
+    Buffer closePage(const Object& file, std::int64_t page, Buffer bytes,
+                     std::optional<Sealer>& sealer) const;
+    void writePage(const Object& file, std::int64_t page, std::int64_t at, Bytes bytes,
+                   std::optional<Sealer>& sealer);
+    void storePassword(const PasswordRecord& record);
+    void sealContent(const SecretKey& secret);
+    void sealPages(const Object& file, Sealer& sealer);
+    void sealKey(const Object& key, Sealer& sealer);
+
+    std::recursive_mutex mutex_;
+    Database database_;
+    Buffer serial_;
+    Statements statements_;
+};
+
+}  // namespace token

@@ -1,0 +1,94 @@
+#include "token/image/password.h"
+
+#include <algorithm>
+#include <bit>
+
+#include "token/base/fault.h"
+#include "token/base/gcrypt.h"
+#include "token/image/sealer.h"
+
+namespace token {
+namespace {
+
+constexpr std::uint32_t standardN = 1U << 15;
+constexpr std::uint32_t standardP = 1;
+constexpr std::uint32_t largestCost = 1U << 20;  // N times p: what a damaged record may ask at most
+constexpr std::size_t saltLength = 16;
+
+PassingKey derive(const PasswordRecord& record, Bytes password) {
+    if (!hasKnownForm(record)) {
+        throw Fault("the password's record is damaged");
+    }
+    useGcrypt();
+    // The library takes no null for an empty password.
+    static constexpr std::uint8_t nothing = 0;
+    PassingKey result;
+    const gcry_error_t error =
+        gcry_kdf_derive(password.empty() ? &nothing : password.data(), password.size(),
+                        GCRY_KDF_SCRYPT, static_cast<int>(record.costN), record.salt.data(),
+                        record.salt.size(), record.costP, result.size(), result.data());
+    if (error != 0) {
+        throw Fault(std::string("the password cannot be derived: ") + gcry_strerror(error));
+    }
+    return result;
+}
+
+// What is sealed, as its place tells.
+constexpr std::uint8_t wrappedKind = 'w';
+
+Buffer placeOf(Bytes serial) {
+    Buffer place(serial.begin(), serial.end());
+    place.push_back(wrappedKind);
+    return place;
+}
+
+}  // namespace
+
+bool hasKnownForm(const PasswordRecord& record) {
+    return std::has_single_bit(record.costN) && record.costN > 1 && record.costP > 0 &&
+           std::uint64_t{record.costN} * record.costP <= largestCost &&
+           record.salt.size() == saltLength;
+}
+
+PassingKey freshKey() {
+    useGcrypt();
+    PassingKey key;
+    gcry_randomize(key.data(), key.size(), GCRY_STRONG_RANDOM);
+    return key;
+}
+
+PasswordRecord wrap(const SecretKey& key, Bytes password, Bytes serial, const PasswordRecord& old) {
+    useGcrypt();
+    PasswordRecord record{
+        std::max(standardN, old.costN), std::max(standardP, old.costP), Buffer(saltLength), {}, 0};
+    gcry_create_nonce(record.salt.data(), record.salt.size());
+    const PassingKey wrapping = derive(record, password);
+    record.wrappedKey = Sealer(wrapping).seal(placeOf(serial), key);
+    return record;
+}
+
+std::optional<PassingKey> unwrap(const PasswordRecord& record, Bytes password, Bytes serial) {
+    const PassingKey wrapping = derive(record, password);
+    std::optional<Buffer> unwrapped = Sealer(wrapping).unseal(placeOf(serial), record.wrappedKey);
+    PassingKey key;
+    if (!unwrapped || unwrapped->size() != key.size()) {
+        return std::nullopt;
+    }
+    const Wiping wipingToo(*unwrapped);
+    std::copy(unwrapped->begin(), unwrapped->end(), key.begin());
+    return key;
+}
+
+bool isPasswordOf(const PasswordRecord& record, Bytes password) {
+    const PassingKey derived = derive(record, password);
+    if (record.wrappedKey.size() != derived.size()) {
+        throw Fault("the password's record is damaged");
+    }
+    std::uint8_t difference = 0;
+    for (std::size_t i = 0; i < derived.size(); ++i) {
+        difference = static_cast<std::uint8_t>(difference | (derived[i] ^ record.wrappedKey[i]));
+    }
+    return difference == 0;
+}
+
+}  // namespace token

@@ -1,0 +1,110 @@
+#include "token/image/sql.h"
+
+#include "token/base/fault.h"
+
+namespace token {
+
+Database::Database(const std::string& name, int flags) {
+    sqlite3* handle = nullptr;
+    const int error =
+        sqlite3_open_v2(name.c_str(), &handle, flags | SQLITE_OPEN_EXRESCODE, nullptr);
+    handle_.reset(handle);
+    if (error != SQLITE_OK) {
+        throw Fault(sqlite3_errstr(error));
+    }
+}
+
+void Database::execute(const char* sql) {
+    if (sqlite3_exec(handle(), sql, nullptr, nullptr, nullptr) != SQLITE_OK) {
+        fail();
+    }
+}
+
+void Database::fail() const {
+    throw Fault(sqlite3_errmsg(handle()));
+}
+
+Statement::Statement(Database& database, const char* sql) : database_(database) {
+    sqlite3_stmt* handle = nullptr;
+    const int error =
+        sqlite3_prepare_v3(database.handle(), sql, -1, SQLITE_PREPARE_PERSISTENT, &handle, nullptr);
+    handle_.reset(handle);
+    if (error != SQLITE_OK) {
+        database.fail();
+    }
+}
+
+Query::~Query() {
+    sqlite3_reset(statement_.handle());
+    sqlite3_clear_bindings(statement_.handle());
+}
+
+Query& Query::bind(std::int64_t value) {
+    if (sqlite3_bind_int64(statement_.handle(), ++bound_, value) != SQLITE_OK) {
+        statement_.database().fail();
+    }
+    return *this;
+}
+
+Query& Query::bind(Bytes value) {
+    if (sqlite3_bind_blob64(statement_.handle(), ++bound_, value.data(), value.size(),
+                            SQLITE_STATIC) != SQLITE_OK) {
+        statement_.database().fail();
+    }
+    return *this;
+}
+
+bool Query::step() {
+    const int result = sqlite3_step(statement_.handle());
+    if (result != SQLITE_ROW && result != SQLITE_DONE) {
+        statement_.database().fail();
+    }
+    return result == SQLITE_ROW;
+}
+
+void Query::run() {
+    while (step()) {
+    }
+}
+
+std::int64_t Query::integer(int column) const {
+    return sqlite3_column_int64(statement_.handle(), column);
+}
+
+std::int64_t Query::integer(int column, std::int64_t least, std::int64_t most) const {
+    const std::int64_t value = integer(column);
+    if (sqlite3_column_type(statement_.handle(), column) != SQLITE_INTEGER || value < least ||
+        value > most) {
+        throw Fault("a row of the image is damaged");
+    }
+    return value;
+}
+
+bool Query::isNull(int column) const {
+    return sqlite3_column_type(statement_.handle(), column) == SQLITE_NULL;
+}
+
+Bytes Query::bytes(int column) const {
+    const auto* data =
+        static_cast<const std::uint8_t*>(sqlite3_column_blob(statement_.handle(), column));
+    const int length = sqlite3_column_bytes(statement_.handle(), column);
+    return {data, data == nullptr ? 0 : static_cast<std::size_t>(length)};
+}
+
+Transaction::Transaction(Database& database) : database_(database) {
+    database.execute("BEGIN IMMEDIATE");
+}
+
+Transaction::~Transaction() {
+    if (open_) {
+        // Fails where the database has rolled back by itself, which is as good.
+        sqlite3_exec(database_.handle(), "ROLLBACK", nullptr, nullptr, nullptr);
+    }
+}
+
+void Transaction::commit() {
+    database_.execute("COMMIT");
+    open_ = false;
+}
+
+}  // namespace token

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <pthread.h>
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+
+#include "token/image/image_file.h"
+#include "token/rules/session.h"
+
+namespace token {
+
+// Who holds the token: a user of the powered state, and one holding of its, never used again.
+struct alignas(8) Holding {  // a word to every compiler
+    std::uint32_t user = 0;
+    std::uint32_t number = 0;
+
+    bool operator==(const Holding&) const = default;
+    bool isNone() const { return user == 0; }
+};
+
+// A powered token, in memory that all its users share. All of it but `changes` belongs to who has
+// the guard. A user that dies with the guard does no harm: a session counts when `session` points
+// to it, and every other change is one word.
+struct PoweredState {
+    static constexpr std::uint32_t layout = 2;
+
+    std::uint32_t formed;  // `layout`, once the rest stands
+    std::uint64_t stamp;
+    FileIdentity image;
+
+    pthread_mutex_t guard;
+
+    std::uint32_t lastUser;
+    std::uint32_t resets;  // of this power-up, as are the removals
+    std::uint32_t removals;
+
+    std::array<Session, 2> sessions;
+    std::uint32_t session;  // which of the two stands
+
+    std::atomic<Holding> holder;         // a word, so that no half of it is ever seen
+    std::uint32_t waiting;               // users that sleep for the holder; may count dead ones
+    std::atomic<std::uint32_t> changes;  // what they sleep on
+
+    // Puts another session in the place of the one that stands, of which no key is left behind.
+    void replaceSession(const Session& next);
+    // Ends selection and login, and frees the token whoever holds it.
+    void forget();
+    // Frees the token, and wakes as many of those that wait.
+    void free(int wake);
+};
+
+static_assert(std::atomic<Holding>::is_always_lock_free);
+static_assert(std::atomic<std::uint32_t>::is_always_lock_free);
+
+// Has the guard while it lives.
+class StateGuard {
+  public:
+    explicit StateGuard(PoweredState& state);
+    StateGuard(const StateGuard&) = delete;
+    StateGuard& operator=(const StateGuard&) = delete;
+    ~StateGuard();
+
+  private:
+    PoweredState& state_;
+};
+
+}  // namespace token
