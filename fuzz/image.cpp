@@ -1,7 +1,7 @@
 #include "tests/trial_token.h"
 #include "token/base/fault.h"
 #include "token/care/check.h"
-#include "token/rules/login.h"
+#include "token/care/owner.h"
 
 // An image's bytes, which are used and checked.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

@@ -10,7 +10,7 @@ namespace {
 
 constexpr const char* readerName = "VDW ifdh 0";
 
-using token::After;
+using token::Disposition;
 using token::Outcome;
 
 constexpr std::uint32_t number(LONG result) {
@@ -46,9 +46,9 @@ bool isDisposition(std::uint32_t disposition) {
     return disposition <= SCARD_EJECT_CARD;
 }
 
-After afterOf(std::uint32_t disposition) {
-    return disposition == SCARD_RESET_CARD || disposition == SCARD_UNPOWER_CARD ? After::reset
-                                                                                : After::leave;
+Disposition afterOf(std::uint32_t disposition) {
+    return disposition == SCARD_RESET_CARD || disposition == SCARD_UNPOWER_CARD ? Disposition::reset
+                                                                                : Disposition::leave;
 }
 
 // Why a connection with these terms cannot be had, 0 if it can.
@@ -172,7 +172,7 @@ std::uint32_t EmbeddedResourceManager::disconnect(std::uint32_t card, std::uint3
     if (!connection) {
         return ERROR_INVALID_HANDLE;
     }
-    if (afterOf(disposition) == After::reset) {
+    if (afterOf(disposition) == Disposition::reset) {
         connection->reset();
     }
     return 0;

@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 
 #include "tests/scratch_token.h"
+#include "token/image/image_header.h"
 
 namespace {
 
@@ -25,9 +26,10 @@ void putText(const std::string& path) {
     std::ofstream(path) << std::string(5000, 'x');
 }
 
-void putOtherVersion(const std::string& path) {
+template <int version>
+void putVersion(const std::string& path) {
     putFreshImage(path);
-    sql(path, "PRAGMA user_version = 4");
+    sql(path, "PRAGMA user_version = " + std::to_string(version));
 }
 
 const WrongPlace wrongPlaces[] = {
@@ -37,11 +39,13 @@ const WrongPlace wrongPlaces[] = {
     {"is not a token image", putText},
     {"is not a token image",  // in write-ahead mode, which an opening to write would touch
      [](const std::string& path) { sql(path, "PRAGMA journal_mode = WAL; CREATE TABLE t (x)"); }},
-    {"is a token image of version 4", putOtherVersion},
+    {"is a token image of version 1", putVersion<1>},
+    {"is a token image of version 2", putVersion<2>},
+    {"is a token image of version 4; this program knows version 3", putVersion<4>},
     {"no such table",
      [](const std::string& path) {
          sql(path,
-             "PRAGMA application_id = 0x6B536967; PRAGMA user_version = 1; CREATE TABLE t (x)");
+             "PRAGMA application_id = 0x6B536967; PRAGMA user_version = 3; CREATE TABLE t (x)");
      }},
     {"has a second name",
      [](const std::string& path) {

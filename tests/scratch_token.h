@@ -11,7 +11,7 @@
 #include <string>
 
 #include "token/door/slot.h"
-#include "token/image/image_file.h"
+#include "token/image/make_image.h"
 
 // A folder of the test's own, gone with it.
 class ScratchFolder {
@@ -95,8 +95,8 @@ inline token::Buffer frameOf(const std::string& ins, const std::string& data) {
 }
 
 inline std::string nameOf(token::Outcome outcome) {
-    static constexpr const char* names[] = {"good",    "unusable", "absent",
-                                            "removed", "reset",    "notHeld"};
+    static constexpr const char* names[] = {"good",  "unusable", "absent", "removed",
+                                            "reset", "notHeld",  "served"};
     return names[static_cast<int>(outcome)];
 }
 

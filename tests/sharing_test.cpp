@@ -36,7 +36,7 @@ std::string countUp(Connection& connection, int times) {
         token::Buffer write = bytesOf("00D00000000006 00000200");
         token::put16(write, static_cast<std::uint16_t>(next));
         if (answer(connection, write) != "0090" ||
-            connection.end(token::After::leave) != Outcome::good) {
+            connection.end(token::Disposition::leave) != Outcome::good) {
             return "not counted";
         }
     }
@@ -50,12 +50,12 @@ std::string obey(token::Slot& slot, std::unique_ptr<Connection>& connection,
         {"connect", [&] { return slot.connect(connection, why); }},
         {"reset", [&] { return connection->reset(), Outcome::good; }},
         {"close", [&] { return connection.reset(), Outcome::good; }},
-        {"remove", [&] { return slot.remove(why); }},
-        {"insert", [&] { return slot.insert(why); }},
+        {"remove", [&] { return slot.remove(), Outcome::good; }},
+        {"insert", [&] { return slot.insert(), Outcome::good; }},
         {"begin", [&] { return connection->begin(); }},
-        {"end", [&] { return connection->end(token::After::leave); }},
-        {"endWithReset", [&] { return connection->end(token::After::reset); }},
-        {"reconnect", [&] { return connection->reconnect(token::After::leave); }},
+        {"end", [&] { return connection->end(token::Disposition::leave); }},
+        {"endWithReset", [&] { return connection->end(token::Disposition::reset); }},
+        {"reconnect", [&] { return connection->reconnect(token::Disposition::leave); }},
     };
     if (const auto act = acts.find(word); act != acts.end()) {
         const Outcome outcome = act->second();

@@ -9,7 +9,7 @@ namespace token {
 using Bytes = std::span<const std::uint8_t>;
 using Buffer = std::vector<std::uint8_t>;
 
-// 16-bit numbers in data fields and replies stand low byte first.
+// Numbers stand low byte first, in data fields, replies and seals, unless a name says otherwise.
 inline std::uint16_t get16(Bytes bytes, std::size_t at) {
     return static_cast<std::uint16_t>(bytes[at] | bytes[at + 1] << 8);
 }
@@ -27,6 +27,21 @@ inline void put32(Buffer& out, std::uint32_t value) {
 inline void put64(Buffer& out, std::uint64_t value) {
     put32(out, static_cast<std::uint32_t>(value));
     put32(out, static_cast<std::uint32_t>(value >> 32));
+}
+
+// High byte first: a frame's length, a message's length to the reader's driver, the database's own
+// numbers.
+inline std::uint16_t get16BigEndian(Bytes bytes, std::size_t at) {
+    return static_cast<std::uint16_t>(bytes[at] << 8 | bytes[at + 1]);
+}
+
+inline std::uint32_t get32BigEndian(Bytes bytes, std::size_t at) {
+    return std::uint32_t{get16BigEndian(bytes, at)} << 16 | get16BigEndian(bytes, at + 2);
+}
+
+inline void put16BigEndian(Buffer& out, std::uint16_t value) {
+    out.push_back(static_cast<std::uint8_t>(value >> 8));
+    out.push_back(static_cast<std::uint8_t>(value));
 }
 
 }  // namespace token

@@ -18,7 +18,10 @@ class Served : public Fault {
     using Fault::Fault;
 };
 
-// "ACT PATH: " and the system's words for errno.
-Fault systemFault(const std::string& act, const std::string& path);
+// "ACT PATH: " and the system's words for the error number.
+Fault systemFault(const std::string& act, const std::string& path, int error);
+
+// Throws systemFault unless `error` is 0.
+void needSuccess(int error, const std::string& act, const std::string& path);
 
 }  // namespace token

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <fcntl.h>
-#include <unistd.h>
+#include <cstdint>
+#include <utility>
 
 namespace token {
 
@@ -9,25 +9,30 @@ namespace token {
 // that was started without them would write its messages to.
 class File {
   public:
-    explicit File(int descriptor) : descriptor_(descriptor) {
-        if (isOpen() && descriptor_ <= STDERR_FILENO) {
-            descriptor_ = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-            close(descriptor);
-        }
+    File() = default;
+    explicit File(int descriptor);
+    File(File&& other) noexcept : descriptor_(std::exchange(other.descriptor_, none)) {}
+    File& operator=(File&& other) noexcept {
+        std::swap(descriptor_, other.descriptor_);
+        return *this;
     }
-    File(const File&) = delete;
-    File& operator=(const File&) = delete;
-    ~File() {
-        if (isOpen()) {
-            close(descriptor_);
-        }
-    }
+    ~File();
 
-    bool isOpen() const { return descriptor_ >= 0; }
+    bool isOpen() const { return descriptor_ != none; }
     int descriptor() const { return descriptor_; }
 
   private:
-    int descriptor_;
+    static constexpr int none = -1;
+
+    int descriptor_ = none;
+};
+
+// Which file it is, by whatever name.
+struct FileIdentity {
+    std::uint64_t device;
+    std::uint64_t file;
+
+    bool operator==(const FileIdentity&) const = default;
 };
 
 }  // namespace token

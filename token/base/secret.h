@@ -17,24 +17,24 @@ void wipe(Secret& secret) {
 
 // Wipes a secret at the end of its scope, however that is left.
 template <typename Secret>
-class Wiping {
+class ScopedWipe {
   public:
-    explicit Wiping(Secret& secret) : secret_(secret) {}
-    Wiping(const Wiping&) = delete;
-    Wiping& operator=(const Wiping&) = delete;
-    ~Wiping() { wipe(secret_); }
+    explicit ScopedWipe(Secret& secret) : secret_(secret) {}
+    ScopedWipe(const ScopedWipe&) = delete;
+    ScopedWipe& operator=(const ScopedWipe&) = delete;
+    ~ScopedWipe() { wipe(secret_); }
 
   private:
     Secret& secret_;
 };
 
 // A key on its way, which leaves nothing behind where it was.
-struct PassingKey : SecretKey {
-    PassingKey() : SecretKey{} {}
-    explicit PassingKey(const SecretKey& key) : SecretKey(key) {}
-    PassingKey(const PassingKey&) = default;
-    PassingKey& operator=(const PassingKey&) = default;
-    ~PassingKey() { wipe(*this); }
+struct WipedKey : SecretKey {
+    WipedKey() : SecretKey{} {}
+    explicit WipedKey(const SecretKey& key) : SecretKey(key) {}
+    WipedKey(const WipedKey&) = default;
+    WipedKey& operator=(const WipedKey&) = default;
+    ~WipedKey() { wipe(*this); }
 };
 
 }  // namespace token

@@ -1,19 +1,19 @@
 #include "token/care/check.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <bitset>
 #include <map>
 #include <optional>
 
 #include "token/base/fault.h"
+#include "token/base/system.h"
+#include "token/care/stable_image.h"
 #include "token/care/tree.h"
-#include "token/care/undisturbed.h"
-#include "token/image/image_file.h"
 #include "token/image/image_format.h"
+#include "token/image/image_header.h"
 #include "token/image/limits.h"
 #include "token/image/object.h"
+#include "token/image/open_image.h"
 #include "token/image/password.h"
 #include "token/image/sealed_place.h"
 #include "token/image/sealer.h"
@@ -25,29 +25,19 @@ bool isBetween(std::int64_t value, std::int64_t least, std::int64_t most) {
     return least <= value && value <= most;
 }
 
-struct RowRule {
-    bool (*holds)(const Row& row);
+struct ObjectRule {
+    bool (*holds)(const ObjectRow& row);
     const char* otherwise;
 };
 
-constexpr RowRule rowRules[] = {
-    {[](const Row& row) { return isBetween(row.number, 1, INT64_MAX / pagesAnObject - 1); },
+constexpr ObjectRule objectRules[] = {
+    {[](const ObjectRow& row) { return isBetween(row.number, 1, largestObjectNumber); },
      "its number is out of range"},
-    {[](const Row& row) {
-         return isBetween(row.id, 0, 0xFFFE) && row.id != rootId && row.id != 0x3FFF;
-     },
-     "its id is none that can be given"},
-    {[](const Row& row) { return isBetween(row.type, typeFile, typeKey); }, "its type is unknown"},
-    {[](const Row& row) {
-         return row.type == typeKey
-                    ? isBetween(row.attribute, attributeOneFactor, attributeTwoFactor)
-                    : isBetween(row.attribute, attributePublic, attributePrivate);
-     },
+    {[](const ObjectRow& row) { return canBeGiven(row.id); }, "its id is none that can be given"},
+    {[](const ObjectRow& row) { return isType(row.type); }, "its type is unknown"},
+    {[](const ObjectRow& row) { return isAttributeOf(row.type, row.attribute); },
      "its attribute is none of its type"},
-    {[](const Row& row) {
-         return row.type == typeFile ? isBetween(row.size, 0, 0xFFFF)
-                                     : row.size == (row.type == typeKey ? keySize : 0);
-     },
+    {[](const ObjectRow& row) { return isSizeOf(row.type, row.size); },
      "its size is none of its type"},
 };
 
@@ -56,14 +46,9 @@ std::uint32_t costOf(std::int64_t value) {
     return isBetween(value, 0, UINT32_MAX) ? static_cast<std::uint32_t>(value) : 0;
 }
 
-bool isSealed(const Row& row) {
-    return row.attribute == attributePrivate || row.attribute == attributeTwoFactor;
-}
-
-// 0 for all but files that can be.
-std::int64_t pageCount(const Row& row) {
-    const bool hasPages = row.type == typeFile && isBetween(row.size, 0, 0xFFFF);
-    return hasPages ? (row.size + pageLength - 1) / pageLength : 0;
+// 0 for an object without pages.
+std::int64_t pageCount(const ObjectRow& row) {
+    return row.type == typeFile && isSizeOf(row.type, row.size) ? pageCountOf(row.size) : 0;
 }
 
 class Check {
@@ -85,23 +70,22 @@ class Check {
     void password();
     void readTree() { tree_.emplace(database_); }
     void objects();
-    void placeOf(const Row& row);
+    void checkPlace(const ObjectRow& row);
     void limits();
     void keys();
     void pages();
     void page(std::int64_t number, Bytes bytes);
     void missingPages();
 
-    void content(const std::string& name, const Row& row, const Buffer& place, Bytes bytes,
+    void content(const std::string& name, const ObjectRow& row, const Buffer& place, Bytes bytes,
                  std::int64_t length);
     void problem(const std::string& name, const std::string& words) {
         findings_.problems.push_back(name + ": " + words);
     }
-    std::string nameOf(const Row& row) const { return tree_->wayTo(row).path; }
+    std::string nameOf(const ObjectRow& row) const { return tree_->pathOf(row).text; }
 
     Database database_;
     std::optional<Sealer> sealer_;
-    bool seals_ = true;  // an image of version 1 does not
     Buffer serial_;
     std::optional<Tree> tree_;
     std::map<std::int64_t, std::bitset<pagesAnObject>> pagesSeen_;  // by their file's number
@@ -125,7 +109,7 @@ Findings Check::run() {
     return std::move(findings_);
 }
 
-// What one step cannot read does not keep the next from looking.
+// A step that cannot read does not keep the next one from looking.
 void Check::perform(Step step) {
     try {
         (this->*step)();
@@ -147,18 +131,14 @@ void Check::database() {
 }
 
 void Check::tokenRow() {
-    Statement version(database_, "PRAGMA user_version");
-    Query versionQuery(version);
-    seals_ = versionQuery.step() && versionQuery.integer(0) != unsealedVersion;
     Statement statement(database_, "SELECT serial, present FROM token");
     Query query(statement);
     if (!query.step()) {
         problem("token", "its row is missing");
         return;
     }
-    const Bytes serial = query.bytes(0);
-    serial_.assign(serial.begin(), serial.end());
-    if (serial.size() != serialLength) {
+    serial_ = query.buffer(0);
+    if (serial_.size() != serialLength) {
         problem("token", "its serial number has a wrong length");
     }
     if (!isBetween(query.integer(1), 0, 1)) {
@@ -167,23 +147,19 @@ void Check::tokenRow() {
 }
 
 void Check::password() {
-    // The oldest images count no failures.
     Statement statement(database_,
-                        seals_ ? "SELECT cost_n, cost_p, salt, wrapped_key, failures FROM password"
-                               : "SELECT cost_n, cost_p, salt, verifier, 0 FROM password");
+                        "SELECT cost_n, cost_p, salt, wrapped_key, failures FROM password");
     Query query(statement);
     if (!query.step()) {
         problem("password", "its row is missing");
         return;
     }
-    constexpr std::size_t keyLength = std::tuple_size_v<SecretKey>;
-    const Bytes salt = query.bytes(2);
     const PasswordRecord record{
-        costOf(query.integer(0)), costOf(query.integer(1)), {salt.begin(), salt.end()}, {}, 0};
+        costOf(query.integer(0)), costOf(query.integer(1)), query.buffer(2), {}, 0};
     if (!hasKnownForm(record)) {
         problem("password", "its cost or salt is none that can be");
     }
-    if (query.bytes(3).size() != keyLength + (seals_ ? Sealer::added : 0)) {
+    if (query.bytes(3).size() != std::tuple_size_v<SecretKey> + Sealer::added) {
         problem("password", "the key under it has a wrong length");
     }
     if (!isBetween(query.integer(4), 0, mostFailures)) {
@@ -192,26 +168,25 @@ void Check::password() {
 }
 
 void Check::objects() {
-    tree_.emplace(database_);
     for (const auto& [number, row] : tree_->rows()) {
-        for (const RowRule& rule : rowRules) {
+        for (const ObjectRule& rule : objectRules) {
             if (!rule.holds(row)) {
                 problem(nameOf(row), rule.otherwise);
             }
         }
-        placeOf(row);
+        checkPlace(row);
     }
 }
 
-void Check::placeOf(const Row& row) {
-    const Row* directory = tree_->find(row.parent);
-    const Tree::Way way = tree_->wayTo(row);
+void Check::checkPlace(const ObjectRow& row) {
+    const ObjectRow* directory = tree_->find(row.parent);
+    const Tree::ObjectPath path = tree_->pathOf(row);
     if (row.parent != rootObject.number && directory == nullptr) {
-        problem(way.path, "its directory is missing");
+        problem(path.text, "its directory is missing");
     } else if (row.parent != rootObject.number && directory->type != typeDirectory) {
-        problem(way.path, "it stands in what is no directory");
-    } else if (way.top == Tree::Top::none) {
-        problem(way.path, "it is too deep, or its directories form a circle");
+        problem(path.text, "it stands in what is no directory");
+    } else if (path.end == Tree::PathEnd::never) {
+        problem(path.text, "it is too deep, or its directories form a circle");
     }
 }
 
@@ -235,9 +210,9 @@ void Check::limits() {
     }
 }
 
-void Check::content(const std::string& name, const Row& row, const Buffer& place, Bytes bytes,
+void Check::content(const std::string& name, const ObjectRow& row, const Buffer& place, Bytes bytes,
                     std::int64_t length) {
-    const bool sealed = seals_ && isSealed(row);
+    const bool sealed = needsLogin(row.attribute);
     const auto added = static_cast<std::int64_t>(sealed ? Sealer::added : 0);
     if (static_cast<std::int64_t>(bytes.size()) != length + added) {
         problem(name, "a wrong length");
@@ -253,7 +228,7 @@ void Check::content(const std::string& name, const Row& row, const Buffer& place
     }
 }
 
-Object objectOf(const Row& row) {
+Object objectOf(const ObjectRow& row) {
     return {row.number, static_cast<std::uint16_t>(row.id), static_cast<std::uint16_t>(row.size),
             static_cast<std::uint8_t>(row.type), static_cast<std::uint8_t>(row.attribute)};
 }
@@ -262,7 +237,7 @@ void Check::keys() {
     Statement statement(database_, "SELECT number, key FROM object WHERE key IS NOT NULL");
     Query query(statement);
     while (query.step()) {
-        const Row* row = tree_->find(query.integer(0));
+        const ObjectRow* row = tree_->find(query.integer(0));
         if (row == nullptr) {
             continue;
         }
@@ -285,7 +260,7 @@ void Check::pages() {
 }
 
 void Check::page(std::int64_t number, Bytes bytes) {
-    const Row* file = number < 0 ? nullptr : tree_->find(number / pagesAnObject);
+    const ObjectRow* file = number < 0 ? nullptr : tree_->find(number / pagesAnObject);
     const std::int64_t index = number % pagesAnObject;
     if (file == nullptr || index >= pageCount(*file)) {
         const std::string words = "page " + std::to_string(number) + " belongs to nothing";
@@ -294,8 +269,7 @@ void Check::page(std::int64_t number, Bytes bytes) {
     }
     pagesSeen_[file->number].set(static_cast<std::size_t>(index));
     content(nameOf(*file) + ", page " + std::to_string(index), *file,
-            placeOfPage(serial_, objectOf(*file), index), bytes,
-            std::min(pageLength, file->size - index * pageLength));
+            placeOfPage(serial_, objectOf(*file), index), bytes, pageBytesOf(file->size, index));
 }
 
 void Check::missingPages() {
@@ -311,14 +285,17 @@ void Check::missingPages() {
 }  // namespace
 
 Findings check(const std::string& path, const SecretKey* secret) {
-    const Undisturbed undisturbed(path);
-    if (access(path.c_str(), F_OK) == 0 && access(path.c_str(), R_OK) != 0) {
-        throw systemFault("cannot read", path);
+    const StableImage stable(path);
+    FileFacts facts;
+    const int error = system().look(path, Links::follow, facts);
+    const bool isThere = error == 0 && facts.kind != FileFacts::Kind::nothing;
+    if (isThere) {
+        needSuccess(system().checkReadable(path), "cannot read", path);
     }
     try {
         needImage(path);
     } catch (const Fault& fault) {
-        if (access(path.c_str(), F_OK) != 0) {
+        if (!isThere) {
             throw;
         }
         return {{std::string("file: ") + fault.what()}, false};

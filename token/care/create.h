@@ -4,8 +4,8 @@
 
 namespace token {
 
-// Makes a fresh image at the real path, under the locks of those who connect to one. Throws Fault,
+// Makes a token with a fresh image at the real path, while nobody connects to it. Throws Fault,
 // also where there is any file, and has then made no image.
-void createImage(const std::string& path);
+void createToken(const std::string& path);
 
 }  // namespace token

@@ -2,8 +2,9 @@
 
 #include "token/base/fault.h"
 #include "token/care/check.h"
-#include "token/care/undisturbed.h"
-#include "token/image/image_file.h"
+#include "token/care/stable_image.h"
+#include "token/image/image_header.h"
+#include "token/image/open_image.h"
 
 namespace token {
 namespace {
@@ -20,14 +21,14 @@ void copyPages(Database& source, Database& target) {
 }
 
 void copy(const std::string& path, const std::string& target) {
-    const Undisturbed undisturbed(path);
+    const StableImage stable(path);
     needImage(path);
     Database from = openImage(path);
     Database to(target, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX);
     to.execute("PRAGMA journal_mode = MEMORY; PRAGMA synchronous = OFF");
     beginReading(from);
     copyPages(from, to);
-    // The oldest images keep a write-ahead log; a copy is one file.
+    // A copy is one file, in whatever journal mode the image is.
     to.execute("PRAGMA journal_mode = DELETE");
 }
 

@@ -1,10 +1,11 @@
 #include "token/care/overview.h"
 
 #include "token/base/fault.h"
+#include "token/care/stable_image.h"
 #include "token/care/tree.h"
-#include "token/care/undisturbed.h"
-#include "token/image/image_file.h"
+#include "token/image/image_header.h"
 #include "token/image/object.h"
+#include "token/image/open_image.h"
 #include "token/power/lock_file.h"
 
 namespace token {
@@ -18,22 +19,11 @@ void readState(Database& database, Overview& overview) {
         throw Fault("a row of the image is missing");
     }
     overview.version = query.integer(0);
-    const Bytes serial = query.bytes(1);
-    overview.serial.assign(serial.begin(), serial.end());
+    overview.serial = query.buffer(1);
     overview.present = query.integer(2) != 0;
 }
 
-// The oldest images count none.
-bool countsFailedLogins(Database& database) {
-    Statement statement(database,
-                        "SELECT 1 FROM pragma_table_info('password') WHERE name = 'failures'");
-    return Query(statement).step();
-}
-
 void readFailedLogins(Database& database, Overview& overview) {
-    if (!countsFailedLogins(database)) {
-        return;
-    }
     Statement statement(database, "SELECT failures FROM password");
     Query query(statement);
     overview.failedLogins = query.step() ? query.integer(0) : 0;
@@ -42,8 +32,8 @@ void readFailedLogins(Database& database, Overview& overview) {
 void readEntries(Database& database, Overview& overview) {
     const Tree tree(database);
     overview.entries.push_back({"3f00", typeDirectory, attributePublic, 0});
-    for (const Row& row : tree.inOrder()) {
-        overview.entries.push_back({tree.wayTo(row).path, row.type, row.attribute, row.size});
+    for (const ObjectRow& row : tree.inOrder()) {
+        overview.entries.push_back({tree.pathOf(row).text, row.type, row.attribute, row.size});
     }
 }
 
@@ -52,7 +42,7 @@ void readEntries(Database& database, Overview& overview) {
 Overview overviewOf(const std::string& path) {
     Overview overview;
     overview.powered = isPowered(path);
-    const Undisturbed undisturbed(path);
+    const StableImage stable(path);
     needImage(path);
     Database database = openImage(path);
     beginReading(database);

@@ -8,8 +8,8 @@
 
 namespace token {
 
-// An image as its owner may see it: all but contents. What a damaged image says stands here as it
-// says it.
+// An image as its owner may see it: all but contents. The values of a damaged image stand here as
+// they are.
 struct Overview {
     struct Entry {
         std::string path;  // in the shell's digits

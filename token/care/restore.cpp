@@ -1,23 +1,30 @@
 #include "token/care/restore.h"
 
-#include <unistd.h>
-
 #include <cerrno>
-#include <cstdio>
-#include <filesystem>
-#include <system_error>
 #include <utility>
 
 #include "token/base/fault.h"
+#include "token/base/system.h"
 #include "token/care/image_copy.h"
-#include "token/image/image_file.h"
+#include "token/image/companions.h"
+#include "token/image/image_header.h"
+#include "token/image/image_place.h"
 #include "token/image/new_file.h"
 #include "token/power/lock_file.h"
 
 namespace token {
 namespace {
 
-namespace fs = std::filesystem;
+FileFacts factsOf(const std::string& path) {
+    FileFacts facts;
+    system().look(path, Links::follow, facts);
+    return facts;
+}
+
+bool isSameFile(const std::string& one, const std::string& other) {
+    const FileFacts facts = factsOf(one);
+    return facts.kind != FileFacts::Kind::nothing && facts.identity == factsOf(other).identity;
+}
 
 bool isReadable(const std::string& path) {
     try {
@@ -27,69 +34,62 @@ bool isReadable(const std::string& path) {
     }
 }
 
-// What is at an image's place, with a crash's journals, which must neither go before the new image
-// is there nor stay when it is: they would be taken for its own. It is put back unless replaced.
+// The image that stands at a place, with the journals of a crash. These must neither go before the
+// new image is there nor stay when it is: they would be taken for its own. It is put back unless
+// replaced.
 class OldImage {
   public:
     explicit OldImage(std::string path) : path_(std::move(path)), aside_(path_ + ".replaced") {}
     OldImage(const OldImage&) = delete;
     OldImage& operator=(const OldImage&) = delete;
-    ~OldImage() {
-        if (hasSecondName_ && !replaced_) {
-            moveJournals(aside_, path_);
-            unlink(aside_.c_str());
-        }
-    }
+    ~OldImage();
 
     void setAside();
     void setReplaced() { replaced_ = true; }
-    // Removes what was set aside, but keeps what cannot be read as an image.
+    // Removes the image that was set aside. One that cannot be read as an image is kept, and the
+    // result is where.
     std::string dispose();
 
   private:
-    static bool moveJournals(const std::string& from, const std::string& to);
-
     std::string path_;
     std::string aside_;
     bool hasSecondName_ = false;
     bool replaced_ = false;
 };
 
+OldImage::~OldImage() {
+    if (hasSecondName_ && !replaced_) {
+        try {
+            moveCompanions(aside_, path_);
+        } catch (const Fault&) {
+            // One that stays aside is with the image's second name, for the next restoring.
+        }
+        system().remove(aside_);
+    }
+}
+
 // Under a second name the old image keeps its journals, and nobody connects to it meanwhile.
 void OldImage::setAside() {
-    const int error = link(path_.c_str(), aside_.c_str()) == 0 ? 0 : errno;
+    const int error = system().addName(path_, aside_);
     if (error == ENOENT) {
-        removeLeftovers(path_);
+        removeCompanions(path_);
         return;
     }
-    std::error_code ignored;
     // Two images: an earlier restoring was cut off when the new one was in place.
     if (error == EEXIST && isReadable(path_) && isReadable(aside_)) {
-        unlink(aside_.c_str());
-        removeLeftovers(aside_);
+        system().remove(aside_);
+        removeCompanions(aside_);
         setAside();
         return;
     }
     // The same file under both names: one was cut off here.
-    if (error != 0 && !fs::equivalent(path_, aside_, ignored)) {
-        errno = error;
-        throw systemFault("cannot set the old image aside as", aside_);
+    if (error != 0 && !isSameFile(path_, aside_)) {
+        throw systemFault("cannot set the old image aside as", aside_, error);
     }
     hasSecondName_ = true;
     syncFolderOf(path_);
-    if (!moveJournals(path_, aside_)) {
-        throw systemFault("cannot set aside the journals of", path_);
-    }
+    moveCompanions(path_, aside_);
     syncFolderOf(path_);
-}
-
-bool OldImage::moveJournals(const std::string& from, const std::string& to) {
-    bool moved = true;
-    for (const char* ending : companionEndings) {
-        const int result = rename((from + ending).c_str(), (to + ending).c_str());
-        moved = moved && (result == 0 || errno == ENOENT);
-    }
-    return moved;
 }
 
 std::string OldImage::dispose() {
@@ -99,16 +99,16 @@ std::string OldImage::dispose() {
     if (!isReadable(aside_)) {
         return aside_;
     }
-    unlink(aside_.c_str());
+    system().remove(aside_);
     for (const char* ending : companionEndings) {
-        unlink((aside_ + ending).c_str());
+        system().remove(aside_ + ending);
     }
     return "";
 }
 
 void needFileOrNothing(const std::string& path) {
-    const fs::file_status status = fs::status(path);
-    if (fs::exists(status) && !fs::is_regular_file(status)) {
+    const FileFacts::Kind kind = factsOf(path).kind;
+    if (kind != FileFacts::Kind::nothing && kind != FileFacts::Kind::file) {
         throw Fault(path + " is not a file");
     }
 }
@@ -126,7 +126,7 @@ std::string restore(const std::string& path, const std::string& file) {
         throw Fault(file + " is the image itself");
     }
     const LockFile lockFile(path);
-    const LockFile::Connecting connecting(lockFile);
+    const LockFile::ConnectLock connectLock(lockFile);
     if (lockFile.isAnyUserThere()) {
         throw Fault("the token is powered; restore when nobody is connected to it");
     }
@@ -134,7 +134,7 @@ std::string restore(const std::string& path, const std::string& file) {
     copyImage(source, fresh.path());
     OldImage old(path);
     old.setAside();
-    fresh.nameOver(path);
+    fresh.publishOver(path);
     old.setReplaced();
     syncFolderOf(path);
     return old.dispose();

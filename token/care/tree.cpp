@@ -22,17 +22,17 @@ Tree::Tree(Database& database) {
         database, "SELECT number, parent, id, type, attribute, size FROM object ORDER BY number");
     Query query(statement);
     while (query.step()) {
-        const Row row{query.integer(0), query.integer(1), query.integer(2),
-                      query.integer(3), query.integer(4), query.integer(5)};
+        const ObjectRow row{query.integer(0), query.integer(1), query.integer(2),
+                            query.integer(3), query.integer(4), query.integer(5)};
         const bool isNew = rows_.emplace(row.number, row).second;
-        if (isNew &&
-            row.number != rootObject.number) {  // the root has no row, nor may one pose as it
+        // The root has no row, and a row that poses as it has no parent.
+        if (isNew && row.number != rootObject.number) {
             children_[row.parent].push_back(row.number);
         }
     }
 }
 
-const Row* Tree::find(std::int64_t number) const {
+const ObjectRow* Tree::find(std::int64_t number) const {
     const auto found = rows_.find(number);
     return found == rows_.end() ? nullptr : &found->second;
 }
@@ -42,28 +42,28 @@ std::size_t Tree::childCount(std::int64_t parent) const {
     return found == children_.end() ? 0 : found->second.size();
 }
 
-Tree::Way Tree::wayTo(const Row& row) const {
+Tree::ObjectPath Tree::pathOf(const ObjectRow& row) const {
     std::vector<std::int64_t> ids{row.id};
     std::int64_t above = row.parent;
-    Top top = Top::root;
-    while (above != rootObject.number && top == Top::root) {
-        const Row* directory = find(above);
+    PathEnd end = PathEnd::root;
+    while (above != rootObject.number && end == PathEnd::root) {
+        const ObjectRow* directory = find(above);
         if (directory == nullptr) {
-            top = Top::missing;
+            end = PathEnd::missing;
         } else if (ids.size() + 1 >= deepestLevel) {
-            top = Top::none;
+            end = PathEnd::never;
         } else {
             ids.push_back(directory->id);
             above = directory->parent;
         }
     }
-    std::string path = top == Top::root ? digitsOf(rootId) : "????";
+    std::string path = end == PathEnd::root ? digitsOf(rootId) : "????";
     std::for_each(ids.rbegin(), ids.rend(), [&](std::int64_t id) { path += digitsOf(id); });
-    return {path, top};
+    return {path, end};
 }
 
-std::vector<Row> Tree::inOrder() const {
-    std::vector<Row> rows;
+std::vector<ObjectRow> Tree::inOrder() const {
+    std::vector<ObjectRow> rows;
     std::vector<std::int64_t> ahead{rootObject.number};
     while (!ahead.empty()) {
         const std::int64_t number = ahead.back();

@@ -10,34 +10,34 @@
 
 namespace token {
 
-// An object as its row in the image says, be that possible or not.
-struct Row {
+// An object as its row in the image says. In a damaged image the values can be any.
+struct ObjectRow {
     std::int64_t number, parent, id, type, attribute, size;
 };
 
-// The objects of an image as they hang together, for those who look at all of them. In damaged
-// images they may hang together anyhow.
+// All objects of an image, by their directories. In a damaged image a directory may be missing or
+// stand under itself.
 class Tree {
   public:
-    enum class Top { root, missing, none };  // none: too deep, or in a circle
+    // Where the directories above an object end. `never`: it is too deep, or they form a circle.
+    enum class PathEnd { root, missing, never };
 
-    struct Way {
-        std::string
-            path;  // in the shell's digits; "????" stands for what does not lead to the root
-        Top top;
+    struct ObjectPath {
+        std::string text;  // in the shell's digits; "????" stands for a missing way to the root
+        PathEnd end;
     };
 
     explicit Tree(Database& database);
 
-    const std::map<std::int64_t, Row>& rows() const { return rows_; }  // in order of creation
-    const Row* find(std::int64_t number) const;
+    const std::map<std::int64_t, ObjectRow>& rows() const { return rows_; }  // in order of creation
+    const ObjectRow* find(std::int64_t number) const;
     std::size_t childCount(std::int64_t parent) const;
-    Way wayTo(const Row& row) const;
+    ObjectPath pathOf(const ObjectRow& row) const;
     // All that lead to the root, each directory before its children.
-    std::vector<Row> inOrder() const;
+    std::vector<ObjectRow> inOrder() const;
 
   private:
-    std::map<std::int64_t, Row> rows_;
+    std::map<std::int64_t, ObjectRow> rows_;
     std::unordered_map<std::int64_t, std::vector<std::int64_t>> children_;  // by their parent
 };
 

@@ -20,36 +20,36 @@ Outcome outcomeOf(Power::Condition condition) {
 }
 
 // Holds the token for one frame outside a transaction.
-class FrameHolding {
+class FrameLease {
   public:
-    explicit FrameHolding(Power& power) : power_(power) {}
-    FrameHolding(const FrameHolding&) = delete;
-    FrameHolding& operator=(const FrameHolding&) = delete;
-    ~FrameHolding() { power_.letGo(holding_); }
+    explicit FrameLease(Power& power) : power_(power) {}
+    FrameLease(const FrameLease&) = delete;
+    FrameLease& operator=(const FrameLease&) = delete;
+    ~FrameLease() { power_.release(lease_); }
 
-    Power::Condition take(const Power::Sight& sight) { return power_.take(sight, holding_); }
+    Power::Condition acquire(const Power::Epoch& epoch) { return power_.acquire(epoch, lease_); }
 
   private:
     Power& power_;
-    Holding holding_;
+    Lease lease_;
 };
 
 }  // namespace
 
 Connection::Connection(std::shared_ptr<OpenToken> token)
-    : token_(std::move(token)), sight_(token_->power().sight()) {}
+    : token_(std::move(token)), epoch_(token_->power().epoch()) {}
 
 Connection::~Connection() {
-    token_->power().letGo(holding_);
+    token_->power().release(lease_);
 }
 
-Outcome Connection::reconnect(After after) {
+Outcome Connection::reconnect(Disposition after) {
     const std::lock_guard guard(calls_);
-    if (after == After::reset) {
+    if (after == Disposition::reset) {
         token_->power().reset();
     }
-    // The sight first: what happens behind it is met.
-    const Power::Sight sight = token_->power().sight();
+    // Taken before the look at the image, so that a removal between the two is met later.
+    const Power::Epoch epoch = token_->power().epoch();
     try {
         if (!token_->image().present()) {
             return Outcome::removed;
@@ -57,7 +57,7 @@ Outcome Connection::reconnect(After after) {
     } catch (const Fault&) {
         return Outcome::unusable;
     }
-    sight_ = sight;
+    epoch_ = epoch;
     return Outcome::good;
 }
 
@@ -68,15 +68,15 @@ Outcome Connection::begin() {
         ++depth_;
         return Outcome::good;
     }
-    const Outcome outcome = outcomeOf(power.take(sight_, holding_));
+    const Outcome outcome = outcomeOf(power.acquire(epoch_, lease_));
     depth_ = outcome == Outcome::good ? 1 : depth_;
     return outcome;
 }
 
-Outcome Connection::end(After after) {
+Outcome Connection::end(Disposition after) {
     const std::lock_guard guard(calls_);
     Power& power = token_->power();
-    const Outcome outcome = outcomeOf(power.condition(sight_));
+    const Outcome outcome = outcomeOf(power.condition(epoch_));
     if (outcome != Outcome::good) {
         return outcome;
     }
@@ -84,11 +84,11 @@ Outcome Connection::end(After after) {
         return Outcome::notHeld;
     }
     --depth_;
-    if (after == After::reset) {
+    if (after == Disposition::reset) {
         power.reset();
-        sight_ = power.sight();
+        epoch_ = power.epoch();
     } else if (depth_ == 0) {
-        power.letGo(holding_);
+        power.release(lease_);
     }
     return Outcome::good;
 }
@@ -98,34 +98,34 @@ Outcome Connection::transmit(Bytes command, Buffer& reply) {
     if (inTransaction()) {
         return exchange(command, reply);
     }
-    FrameHolding holding(token_->power());
-    const Outcome outcome = outcomeOf(holding.take(sight_));
+    FrameLease lease(token_->power());
+    const Outcome outcome = outcomeOf(lease.acquire(epoch_));
     return outcome == Outcome::good ? exchange(command, reply) : outcome;
 }
 
 Outcome Connection::look() {
-    return outcomeOf(token_->power().condition(sight_));
+    return outcomeOf(token_->power().condition(epoch_));
 }
 
 Outcome Connection::exchange(Bytes command, Buffer& reply) {
     Power& power = token_->power();
-    const Power::Sight sight = sight_;
+    const Power::Epoch epoch = epoch_;
     Session session;
-    const Wiping wiping(session.key);
-    const Power::Condition before = power.load(sight, session);
+    const ScopedWipe wiping(session.key);
+    const Power::Condition before = power.load(epoch, session);
     if (before != Power::Condition::good) {
         return outcomeOf(before);
     }
-    const auto fence = [&power, &sight] {
-        return power.condition(sight) == Power::Condition::good;
+    const auto fence = [&power, &epoch] {
+        return power.condition(epoch) == Power::Condition::good;
     };
-    reply = token_->token().execute(session, command, fence);
-    return outcomeOf(power.store(sight, session));
+    reply = token_->rules().execute(session, command, fence);
+    return outcomeOf(power.store(epoch, session));
 }
 
 void Connection::reset() {
     token_->power().reset();
-    sight_ = token_->power().sight();
+    epoch_ = token_->power().epoch();
 }
 
 }  // namespace token

@@ -20,7 +20,7 @@ enum class Outcome {
     served,    // the image belongs to a program that serves it to a reader
 };
 
-enum class After { leave, reset };
+enum class Disposition { leave, reset };
 
 // One user's way to the token. What it selects and whether it is logged in belong to the token, not
 // to the connection. Any thread may call; calls of one connection wait for each other. A
@@ -33,13 +33,13 @@ class Connection {
     ~Connection();
 
     // Looks at the token anew: a reset, or a removal of a token that is back, is then met.
-    Outcome reconnect(After after);
+    Outcome reconnect(Disposition after);
 
     // Has the token to itself until the matching end. Waits for another connection's transaction.
     // Begins inside a transaction count.
     Outcome begin();
-    // Also the end of a transaction that a reset has ended is good, once it was met.
-    Outcome end(After after);
+    // Good, too, for a transaction that a reset has ended, once this connection has reconnected.
+    Outcome end(Disposition after);
 
     // Carries one command to the token and its whole reply back. Outside a transaction it waits
     // for those of others.
@@ -53,13 +53,13 @@ class Connection {
     void reset();
 
   private:
-    bool inTransaction() { return token_->power().isHolder(holding_); }
+    bool inTransaction() { return token_->power().isHolder(lease_); }
     Outcome exchange(Bytes command, Buffer& reply);
 
     std::shared_ptr<OpenToken> token_;
     std::mutex calls_;
-    std::atomic<Power::Sight> sight_;
-    Holding holding_;
+    std::atomic<Power::Epoch> epoch_;
+    Lease lease_;
     unsigned depth_ = 0;
 };
 

@@ -1,7 +1,8 @@
 #include "token/door/open_token.h"
 
 #include "token/base/fault.h"
-#include "token/image/image_file.h"
+#include "token/image/image_header.h"
+#include "token/image/make_image.h"
 
 namespace token {
 namespace {
@@ -34,7 +35,7 @@ void needUnserved(const LockFile& lockFile, const std::string& path) {
 }
 
 OpenToken::OpenToken(const std::string& path, Use use) : lockFile_(looked(path, use)) {
-    const LockFile::Connecting connecting(lockFile_);
+    const LockFile::ConnectLock connectLock(lockFile_);
     if (use == Use::work) {
         needUnserved(lockFile_, path);
     }
@@ -49,7 +50,7 @@ OpenToken::OpenToken(const std::string& path, Use use) : lockFile_(looked(path, 
     } catch (const Fault& fault) {
         throw Fault("the image " + path + " cannot be used: " + fault.what());
     }
-    token_.emplace(*image_);
+    rules_.emplace(*image_);
 }
 
 }  // namespace token

@@ -1,9 +1,19 @@
 #include "token/door/slot.h"
 
 #include "token/base/fault.h"
-#include "token/image/image_file.h"
+#include "token/image/image_header.h"
+#include "token/power/lock_file.h"
 
 namespace token {
+namespace {
+
+void setPresent(Image& image, bool present) {
+    Image::Change change(image);
+    image.setPresent(present);
+    change.commit(Image::always);
+}
+
+}  // namespace
 
 std::shared_ptr<OpenToken> Slot::openToWork() {
     const std::lock_guard guard(mutex_);
@@ -42,48 +52,27 @@ Outcome Slot::connect(std::unique_ptr<Connection>& connection, std::string& why)
     }
 }
 
-Outcome Slot::remove(std::string& why) {
-    return setPresent(false, why);
+void Slot::remove() {
+    const std::shared_ptr<OpenToken> token = openToLookAfter();
+    // The first removal fails the frames under way, so that none of them changes the image behind
+    // this change. The second one reaches connections that looked in between.
+    token->power().removeCard();
+    setPresent(token->image(), false);
+    token->power().removeCard();
 }
 
-Outcome Slot::insert(std::string& why) {
-    return setPresent(true, why);
+void Slot::insert() {
+    setPresent(openToLookAfter()->image(), true);
 }
 
-Outcome Slot::setPresent(bool present, std::string& why) {
-    try {
-        const std::shared_ptr<OpenToken> token = openToLookAfter();
-        if (!present) {
-            // Before the image, so that no change of before comes behind it; and after, for those
-            // who looked in between.
-            token->power().removeCard();
-        }
-        Image::Change change(token->image());
-        token->image().setPresent(present);
-        change.commit(Image::always);
-        if (!present) {
-            token->power().removeCard();
-        }
-        return Outcome::good;
-    } catch (const Fault& fault) {
-        why = fault.what();
-        return Outcome::unusable;
+bool Slot::reset() {
+    const std::string path = realImagePath(place_, Missing::refuse);
+    needImage(path);
+    const bool wasPowered = isPowered(path);
+    if (wasPowered) {
+        openToLookAfter()->power().reset();
     }
-}
-
-Outcome Slot::reset(bool& wasPowered, std::string& why) {
-    try {
-        const std::string path = realImagePath(place_, Missing::refuse);
-        needImage(path);
-        wasPowered = isPowered(path);
-        if (wasPowered) {
-            openToLookAfter()->power().reset();
-        }
-        return Outcome::good;
-    } catch (const Fault& fault) {
-        why = fault.what();
-        return Outcome::unusable;
-    }
+    return wasPowered;
 }
 
 }  // namespace token

@@ -4,32 +4,12 @@
 #include <utility>
 
 #include "token/base/fault.h"
-#include "token/image/image_file.h"
 #include "token/image/image_format.h"
 #include "token/image/limits.h"
+#include "token/image/open_image.h"
 
 namespace token {
 namespace {
-
-std::int64_t versionOf(Database& database) {
-    Statement statement(database, "PRAGMA user_version");
-    Query query(statement);
-    return query.step() ? query.integer(0) : 0;
-}
-
-void setVersion(Database& database, std::int64_t version) {
-    database.execute(("PRAGMA user_version = " + std::to_string(version)).c_str());
-}
-
-// The oldest images count no failed logins yet.
-void addFailures(Database& database) {
-    Statement columns(database,
-                      "SELECT count(*) FROM pragma_table_info('password') WHERE name = 'failures'");
-    Query query(columns);
-    if (query.step() && query.integer(0) == 0) {
-        database.execute("ALTER TABLE password ADD COLUMN failures INTEGER NOT NULL DEFAULT 0");
-    }
-}
 
 // Nothing is written before the statements have shown that the tables are an image's.
 Database opened(const std::string& path) {
@@ -46,8 +26,7 @@ Buffer serialOf(Database& database) {
     if (!query.step() || query.bytes(0).size() != serialLength) {
         throw Fault("the image's serial number is damaged");
     }
-    const Bytes serial = query.bytes(0);
-    return {serial.begin(), serial.end()};
+    return query.buffer(0);
 }
 
 }  // namespace
@@ -78,10 +57,6 @@ Image::Image(const std::string& path)
     : database_(opened(path)), serial_(serialOf(database_)), statements_(database_) {
     database_.execute(
         "PRAGMA journal_mode = TRUNCATE; PRAGMA synchronous = FULL; PRAGMA secure_delete = ON");
-    addFailures(database_);
-    if (versionOf(database_) == unsweptVersion) {
-        sweep();
-    }
     const Transaction proof(database_);
 }
 
@@ -102,7 +77,7 @@ void Image::needRow(Query& query) const {
 }
 
 // Runs a statement that has to change one row.
-void Image::change(Query& query) {
+void Image::changeRow(Query& query) {
     query.run();
     if (sqlite3_changes(database_.handle()) != 1) {
         throw Fault("a row of the image is missing");
@@ -118,13 +93,13 @@ bool Image::exists(std::int64_t number) {
 // The row's object, its id apart, from the columns number, size, type and attribute.
 Object Image::objectIn(const Query& query) {
     Object object;
-    object.number = query.integer(0, 1, INT64_MAX / pagesAnObject - 1);
+    object.number = query.integer(0, 1, largestObjectNumber);
     object.size = static_cast<std::uint16_t>(query.integer(1, 0, 0xFFFF));
-    object.type = static_cast<std::uint8_t>(query.integer(2, typeFile, typeKey));
-    const bool isKey = object.type == typeKey;
-    object.attribute =
-        static_cast<std::uint8_t>(query.integer(3, isKey ? attributeOneFactor : attributePublic,
-                                                isKey ? attributeTwoFactor : attributePrivate));
+    object.type = static_cast<std::uint8_t>(query.integer(2, 0, 0xFF));
+    object.attribute = static_cast<std::uint8_t>(query.integer(3, 0, 0xFF));
+    if (!isType(object.type) || !isAttributeOf(object.type, object.attribute)) {
+        throw Fault("a row of the image is damaged");
+    }
     return object;
 }
 
@@ -184,52 +159,39 @@ void Image::create(std::int64_t parent, const Object& object, const SecretKey* s
 void Image::remove(const Object& object) {
     const std::lock_guard guard(mutex_);
     removePages(object);
-    change(Query(statements_.remove).bind(object.number));
+    changeRow(Query(statements_.remove).bind(object.number));
 }
 
-bool Image::isUnsealed() {
-    const std::lock_guard guard(mutex_);
-    return versionOf(database_) == unsealedVersion;
-}
-
-// The statements on the password are rare, and differ with the image's version.
+// The statements on the password are rare, and prepared anew for each use.
 PasswordRecord Image::password() {
-    const char* sql = isUnsealed()
-                          ? "SELECT cost_n, cost_p, salt, verifier, failures FROM password"
-                          : "SELECT cost_n, cost_p, salt, wrapped_key, failures FROM password";
     const std::lock_guard guard(mutex_);
-    Statement statement(database_, sql);
+    Statement statement(database_,
+                        "SELECT cost_n, cost_p, salt, wrapped_key, failures FROM password");
     Query query(statement);
     needRow(query);
     PasswordRecord record;
     record.costN = static_cast<std::uint32_t>(query.integer(0, 0, UINT32_MAX));
     record.costP = static_cast<std::uint32_t>(query.integer(1, 0, UINT32_MAX));
-    const Bytes salt = query.bytes(2);
-    record.salt.assign(salt.begin(), salt.end());
-    const Bytes wrapped = query.bytes(3);
-    record.wrappedKey.assign(wrapped.begin(), wrapped.end());
+    record.salt = query.buffer(2);
+    record.wrappedKey = query.buffer(3);
     record.failures = static_cast<std::uint32_t>(query.integer(4, 0, UINT32_MAX));
     return record;
 }
 
 void Image::setPassword(const PasswordRecord& record) {
     const std::lock_guard guard(mutex_);
-    storePassword(record);
-}
-
-void Image::storePassword(const PasswordRecord& record) {
     Statement statement(database_,
                         "UPDATE password SET cost_n = ?, cost_p = ?, salt = ?, wrapped_key = ?, "
                         "failures = ?");
-    change(Query(statement)
-               .bind(std::int64_t{record.costN})
-               .bind(std::int64_t{record.costP})
-               .bind(record.salt)
-               .bind(record.wrappedKey)
-               .bind(std::int64_t{record.failures}));
+    changeRow(Query(statement)
+                  .bind(std::int64_t{record.costN})
+                  .bind(std::int64_t{record.costP})
+                  .bind(record.salt)
+                  .bind(record.wrappedKey)
+                  .bind(std::int64_t{record.failures}));
 }
 
-bool Image::countLogin() {
+bool Image::countFailedLogin() {
     const std::lock_guard guard(mutex_);
     Statement statement(database_,
                         "UPDATE password SET failures = failures + 1 WHERE failures < ?");
@@ -240,25 +202,7 @@ bool Image::countLogin() {
 void Image::setFailures(std::uint32_t failures) {
     const std::lock_guard guard(mutex_);
     Statement statement(database_, "UPDATE password SET failures = ?");
-    change(Query(statement).bind(std::int64_t{failures}));
-}
-
-void Image::seal(const PasswordRecord& record, const SecretKey& secret) {
-    const std::lock_guard guard(mutex_);
-    database_.execute("ALTER TABLE password RENAME COLUMN verifier TO wrapped_key");
-    storePassword(record);
-    sealContent(secret);
-    setVersion(database_, unsweptVersion);
-}
-
-void Image::sweep() {
-    const std::lock_guard guard(mutex_);
-    try {
-        database_.execute("VACUUM");
-        setVersion(database_, imageVersion);
-    } catch (const Fault&) {
-        // For want of room, say. The version asks for it again at the next opening.
-    }
+    changeRow(Query(statement).bind(std::int64_t{failures}));
 }
 
 bool Image::present() {
@@ -270,7 +214,7 @@ bool Image::present() {
 
 void Image::setPresent(bool present) {
     const std::lock_guard guard(mutex_);
-    change(Query(statements_.setPresent).bind(std::int64_t{present}));
+    changeRow(Query(statements_.setPresent).bind(std::int64_t{present}));
 }
 
 }  // namespace token

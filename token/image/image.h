@@ -70,21 +70,12 @@ class Image {
     KeyValue key(const Object& key, const SecretKey* secret);
     void setKey(const Object& key, Bytes value, const SecretKey* secret);
 
-    // Whether the private content still stands in clear, as an older program left it.
-    bool isUnsealed();
     PasswordRecord password();
     void setPassword(const PasswordRecord& record);
     // Counts a login as failed, before it is judged; not one more than block the password. False if
     // it is blocked.
-    bool countLogin();
+    bool countFailedLogin();
     void setFailures(std::uint32_t failures);
-    // Seals an unsealed image, and takes the record in place of its own. Content that is damaged
-    // stays so.
-    void seal(const PasswordRecord& record, const SecretKey& secret);
-    // Behind a sealing: what stood in clear may still stand in unused parts of the file, until it
-    // is rewritten without them. The version tells whether it was, so that a crash in between does
-    // no harm. Not inside a change.
-    void sweep();
 
     // Random, made with the image.
     const Buffer& serial() const { return serial_; }
@@ -103,23 +94,19 @@ class Image {
     };
 
     void needRow(Query& query) const;
-    void change(Query& query);
+    void changeRow(Query& query);
     static Object objectIn(const Query& query);
     void createPages(const Object& file, const SecretKey* secret);
     void removePages(const Object& object);
 
     // The sealer for an object, none for one that is not sealed.
     std::optional<Sealer> sealerFor(const Object& object, const SecretKey* secret) const;
-    Buffer openPage(const Object& file, std::int64_t page, Bytes row,
+    Buffer unsealPage(const Object& file, std::int64_t page, Bytes row,
+                      std::optional<Sealer>& sealer) const;
+    Buffer sealPage(const Object& file, std::int64_t page, Buffer bytes,
                     std::optional<Sealer>& sealer) const;
-    Buffer closePage(const Object& file, std::int64_t page, Buffer bytes,
-                     std::optional<Sealer>& sealer) const;
     void writePage(const Object& file, std::int64_t page, std::int64_t at, Bytes bytes,
                    std::optional<Sealer>& sealer);
-    void storePassword(const PasswordRecord& record);
-    void sealContent(const SecretKey& secret);
-    void sealPages(const Object& file, Sealer& sealer);
-    void sealKey(const Object& key, Sealer& sealer);
 
     std::recursive_mutex mutex_;
     Database database_;

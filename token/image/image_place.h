@@ -14,4 +14,11 @@ struct ImagePlace {
 // ~/.local/share. Looks at the environment only; an empty variable counts as unset.
 ImagePlace imagePlace();
 
+// How to go on where there is no image.
+enum class Missing { make, refuse };
+
+// The image's real path, free of links, whether or not there is a file yet. Makes the default
+// place's folders, with mode 0700, if a missing image is to be made. Throws Fault.
+std::string realImagePath(const ImagePlace& place, Missing missing);
+
 }  // namespace token

@@ -15,14 +15,14 @@ constexpr std::uint32_t standardP = 1;
 constexpr std::uint32_t largestCost = 1U << 20;  // N times p: what a damaged record may ask at most
 constexpr std::size_t saltLength = 16;
 
-PassingKey derive(const PasswordRecord& record, Bytes password) {
+WipedKey derive(const PasswordRecord& record, Bytes password) {
     if (!hasKnownForm(record)) {
         throw Fault("the password's record is damaged");
     }
     useGcrypt();
     // The library takes no null for an empty password.
     static constexpr std::uint8_t nothing = 0;
-    PassingKey result;
+    WipedKey result;
     const gcry_error_t error =
         gcry_kdf_derive(password.empty() ? &nothing : password.data(), password.size(),
                         GCRY_KDF_SCRYPT, static_cast<int>(record.costN), record.salt.data(),
@@ -50,9 +50,9 @@ bool hasKnownForm(const PasswordRecord& record) {
            record.salt.size() == saltLength;
 }
 
-PassingKey freshKey() {
+WipedKey freshKey() {
     useGcrypt();
-    PassingKey key;
+    WipedKey key;
     gcry_randomize(key.data(), key.size(), GCRY_STRONG_RANDOM);
     return key;
 }
@@ -62,33 +62,21 @@ PasswordRecord wrap(const SecretKey& key, Bytes password, Bytes serial, const Pa
     PasswordRecord record{
         std::max(standardN, old.costN), std::max(standardP, old.costP), Buffer(saltLength), {}, 0};
     gcry_create_nonce(record.salt.data(), record.salt.size());
-    const PassingKey wrapping = derive(record, password);
+    const WipedKey wrapping = derive(record, password);
     record.wrappedKey = Sealer(wrapping).seal(placeOf(serial), key);
     return record;
 }
 
-std::optional<PassingKey> unwrap(const PasswordRecord& record, Bytes password, Bytes serial) {
-    const PassingKey wrapping = derive(record, password);
+std::optional<WipedKey> unwrap(const PasswordRecord& record, Bytes password, Bytes serial) {
+    const WipedKey wrapping = derive(record, password);
     std::optional<Buffer> unwrapped = Sealer(wrapping).unseal(placeOf(serial), record.wrappedKey);
-    PassingKey key;
+    WipedKey key;
     if (!unwrapped || unwrapped->size() != key.size()) {
         return std::nullopt;
     }
-    const Wiping wipingToo(*unwrapped);
+    const ScopedWipe wipingToo(*unwrapped);
     std::copy(unwrapped->begin(), unwrapped->end(), key.begin());
     return key;
-}
-
-bool isPasswordOf(const PasswordRecord& record, Bytes password) {
-    const PassingKey derived = derive(record, password);
-    if (record.wrappedKey.size() != derived.size()) {
-        throw Fault("the password's record is damaged");
-    }
-    std::uint8_t difference = 0;
-    for (std::size_t i = 0; i < derived.size(); ++i) {
-        difference = static_cast<std::uint8_t>(difference | (derived[i] ^ record.wrappedKey[i]));
-    }
-    return difference == 0;
 }
 
 }  // namespace token

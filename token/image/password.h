@@ -10,7 +10,7 @@ namespace token {
 
 // What an image keeps of its password: the image's secret key, wrapped under scrypt of the
 // password, with the salt and the cost that it was made with, so that the cost can be raised from
-// one password to the next. An image of version 1 has scrypt's result itself in the key's place.
+// one password to the next.
 struct PasswordRecord {
     std::uint32_t costN = 0;  // scrypt's N, a power of two; r is 8
     std::uint32_t costP = 0;
@@ -22,7 +22,7 @@ struct PasswordRecord {
 // Whether cost and salt can be those of a record.
 bool hasKnownForm(const PasswordRecord& record);
 
-PassingKey freshKey();
+WipedKey freshKey();
 
 // A record for a new password, with a fresh salt, that wraps the key for the image with this serial
 // number. Costs what is standard today, or what `old` cost if that is more: about 0.1 s.
@@ -30,9 +30,6 @@ PasswordRecord wrap(const SecretKey& key, Bytes password, Bytes serial,
                     const PasswordRecord& old = {});
 
 // The key, if the password is the record's. Throws Fault on a record of unknown form.
-std::optional<PassingKey> unwrap(const PasswordRecord& record, Bytes password, Bytes serial);
-
-// For a record of an image of version 1: whether the password is its. Compares in constant time.
-bool isPasswordOf(const PasswordRecord& record, Bytes password);
+std::optional<WipedKey> unwrap(const PasswordRecord& record, Bytes password, Bytes serial);
 
 }  // namespace token

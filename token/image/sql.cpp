@@ -91,6 +91,11 @@ Bytes Query::bytes(int column) const {
     return {data, data == nullptr ? 0 : static_cast<std::size_t>(length)};
 }
 
+Buffer Query::buffer(int column) const {
+    const Bytes from = bytes(column);
+    return {from.begin(), from.end()};
+}
+
 Transaction::Transaction(Database& database) : database_(database) {
     database.execute("BEGIN IMMEDIATE");
 }

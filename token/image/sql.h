@@ -44,8 +44,8 @@ class Statement {
     std::unique_ptr<sqlite3_stmt, Finalizer> handle_;
 };
 
-// One run of a statement, which it leaves ready for the next. Bound bytes must outlive it; so must
-// nothing that it gave: columns are the current row's.
+// One run of a statement, which it leaves ready for the next. Bound bytes have to outlive it. The
+// bytes of a column are the database's, and good until the next step.
 class Query {
   public:
     explicit Query(Statement& statement) : statement_(statement) {}
@@ -66,6 +66,7 @@ class Query {
     std::int64_t integer(int column, std::int64_t least, std::int64_t most) const;
     bool isNull(int column) const;
     Bytes bytes(int column) const;
+    Buffer buffer(int column) const;  // the same bytes, copied
 
   private:
     Statement& statement_;

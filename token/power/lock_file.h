@@ -8,7 +8,7 @@
 
 namespace token {
 
-// The file beside an image on which its users' locks stand. The image itself carries SQLite's
+// The file beside an image on which its users' locks stand. The image itself carries the database's
 // locks, which a second opening and closing of it would drop. A lock here belongs to the LockFile
 // that took it and goes with it, or with its process, however that ends. The file is never removed.
 class LockFile {
@@ -26,32 +26,32 @@ class LockFile {
     // Whether there is one.
     static bool isBeside(const std::string& imagePath);
 
-    // While it lives, nobody else connects to or powers the image. Waits.
-    class Connecting {
+    // While it lives, nobody else connects to the image, powers it or replaces it. Waits.
+    class ConnectLock {
       public:
-        explicit Connecting(const LockFile& file);
-        Connecting(const Connecting&) = delete;
-        Connecting& operator=(const Connecting&) = delete;
-        ~Connecting();
+        explicit ConnectLock(const LockFile& file);
+        ConnectLock(const ConnectLock&) = delete;
+        ConnectLock& operator=(const ConnectLock&) = delete;
+        ~ConnectLock();
 
       private:
         const LockFile& file_;
-        std::unique_lock<std::mutex> thread_;  // the system tells processes apart, not threads
+        std::unique_lock<std::mutex> thread_;  // the system tells open files apart, not threads
     };
 
-    // Read and written while Connecting. What cannot be read is no memory.
+    // Read and written under a ConnectLock. A record that cannot be read names no memory.
     Memory memory() const;
     void setMemory(const Memory& memory) const;
 
-    // Makes the image this LockFile's to serve, for as long as it lives. Called while Connecting,
-    // when isServed is false.
+    // Makes the image this LockFile's to serve, for as long as it lives. Called under a
+    // ConnectLock, when isServed is false.
     void serve() const;
     bool isServed() const;
     // The number of the process that serves it, or that did last.
     std::int32_t server() const;
 
-    // Shows that the user with this number is there, for as long as this LockFile is.
-    void showUser(std::uint32_t user) const;
+    // Locks the place of the user with this number, for as long as this LockFile is there.
+    void lockUser(std::uint32_t user) const;
     // Of another LockFile's user; one's own are not seen.
     bool isUserThere(std::uint32_t user) const;
     bool isAnyUserThere() const;
@@ -59,14 +59,8 @@ class LockFile {
   private:
     struct Content;
 
-    // Gives a lock file that the superuser has made to the image's owner, who could not use it
-    // otherwise.
-    void shareWithOwnerOf(const std::string& imagePath) const;
-
     Content content() const;
     void store(const Content& content) const;
-    bool setLock(short type, std::int64_t at, bool wait) const;
-    bool isLocked(std::int64_t from, std::int64_t length) const;
 
     std::string path_;
     File file_;

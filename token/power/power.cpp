@@ -74,45 +74,45 @@ Power::Power(const LockFile& lockFile, const FileIdentity& image)
     : lockFile_(lockFile), memory_(joinOrPowerUp(lockFile, image)), user_(0) {
     const StateGuard guard(state());
     user_ = ++state().lastUser;
-    lockFile_.showUser(user_);
+    lockFile_.lockUser(user_);
 }
 
-Power::Sight Power::sight() {
+Power::Epoch Power::epoch() {
     const StateGuard guard(state());
     return {state().resets, state().removals};
 }
 
-Power::Condition Power::condition(const Sight& sight) {
+Power::Condition Power::condition(const Epoch& epoch) {
     const StateGuard guard(state());
-    return compare(sight);
+    return compare(epoch);
 }
 
-Power::Condition Power::compare(const Sight& sight) {
-    if (sight.removals != state().removals) {
+Power::Condition Power::compare(const Epoch& epoch) {
+    if (epoch.removals != state().removals) {
         return Condition::removed;
     }
-    return sight.resets != state().resets ? Condition::reset : Condition::good;
+    return epoch.resets != state().resets ? Condition::reset : Condition::good;
 }
 
 bool Power::isFree(bool lookForDead) {
-    const Holding holder = state().holder.load();
+    const Lease holder = state().holder.load();
     return holder.isNone() ||
            (lookForDead && holder.user != user_ && !lockFile_.isUserThere(holder.user));
 }
 
-Power::Condition Power::take(const Sight& sight, Holding& holding) {
+Power::Condition Power::acquire(const Epoch& epoch, Lease& lease) {
     for (bool slept = false;; slept = true) {
         std::uint32_t changes = 0;
         {
             const StateGuard guard(state());
             state().waiting -= slept ? 1 : 0;
-            const Condition condition = compare(sight);
+            const Condition condition = compare(epoch);
             if (condition != Condition::good) {
                 return condition;
             }
             if (isFree(slept)) {
-                holding = {user_, ++lastHolding_};
-                state().holder.store(holding);
+                lease = {user_, ++lastLease_};
+                state().holder.store(lease);
                 return condition;
             }
             state().waiting += 1;
@@ -126,29 +126,29 @@ void Power::sleep(std::uint32_t changes) {
     syscall(SYS_futex, &state().changes, FUTEX_WAIT, changes, &lookForDeadEvery, nullptr, 0);
 }
 
-bool Power::isHolder(const Holding& holding) {
-    return !holding.isNone() && state().holder.load() == holding;
+bool Power::isHolder(const Lease& lease) {
+    return !lease.isNone() && state().holder.load() == lease;
 }
 
-void Power::letGo(const Holding& holding) {
+void Power::release(const Lease& lease) {
     const StateGuard guard(state());
-    if (isHolder(holding)) {
+    if (isHolder(lease)) {
         state().free(1);
     }
 }
 
-Power::Condition Power::load(const Sight& sight, Session& session) {
+Power::Condition Power::load(const Epoch& epoch, Session& session) {
     const StateGuard guard(state());
-    const Condition condition = compare(sight);
+    const Condition condition = compare(epoch);
     if (condition == Condition::good) {
         session = state().sessions[state().session];
     }
     return condition;
 }
 
-Power::Condition Power::store(const Sight& sight, const Session& session) {
+Power::Condition Power::store(const Epoch& epoch, const Session& session) {
     const StateGuard guard(state());
-    const Condition condition = compare(sight);
+    const Condition condition = compare(epoch);
     if (condition == Condition::good) {
         state().replaceSession(session);
     }

@@ -22,7 +22,7 @@ void PoweredState::forget() {
 }
 
 void PoweredState::free(int wake) {
-    holder.store(Holding{});
+    holder.store(Lease{});
     changes.fetch_add(1);
     if (waiting != 0) {
         syscall(SYS_futex, &changes, FUTEX_WAKE, wake, nullptr, nullptr, 0);

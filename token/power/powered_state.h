@@ -6,23 +6,25 @@
 #include <atomic>
 #include <cstdint>
 
-#include "token/image/image_file.h"
+#include "token/base/file.h"
 #include "token/rules/session.h"
 
 namespace token {
 
-// Who holds the token: a user of the powered state, and one holding of its, never used again.
-struct alignas(8) Holding {  // a word to every compiler
+// Who holds the token: a user of the powered state, and the number of its lease, which is never
+// used again. Aligned so that every compiler makes its atomic lock-free.
+struct alignas(8) Lease {
     std::uint32_t user = 0;
     std::uint32_t number = 0;
 
-    bool operator==(const Holding&) const = default;
+    bool operator==(const Lease&) const = default;
     bool isNone() const { return user == 0; }
 };
 
-// A powered token, in memory that all its users share. All of it but `changes` belongs to who has
-// the guard. A user that dies with the guard does no harm: a session counts when `session` points
-// to it, and every other change is one word.
+// A powered token, in memory that all its users share. `formed`, `stamp` and `image` are written
+// before others can find the memory, and only read afterwards. Who has the guard may change the
+// rest. `holder` and `changes` are also read without it. A user that dies with the guard does no
+// harm: a session counts when `session` points to it, and every other change is one word.
 struct PoweredState {
     static constexpr std::uint32_t layout = 2;
 
@@ -39,7 +41,7 @@ struct PoweredState {
     std::array<Session, 2> sessions;
     std::uint32_t session;  // which of the two stands
 
-    std::atomic<Holding> holder;         // a word, so that no half of it is ever seen
+    std::atomic<Lease> holder;           // a word, so that no half of it is ever seen
     std::uint32_t waiting;               // users that sleep for the holder; may count dead ones
     std::atomic<std::uint32_t> changes;  // what they sleep on
 
@@ -51,7 +53,7 @@ struct PoweredState {
     void free(int wake);
 };
 
-static_assert(std::atomic<Holding>::is_always_lock_free);
+static_assert(std::atomic<Lease>::is_always_lock_free);
 static_assert(std::atomic<std::uint32_t>::is_always_lock_free);
 
 // Has the guard while it lives.

@@ -6,9 +6,7 @@
 
 namespace token {
 
-// A region of memory that processes share and that is gone with the last of them, however it ends:
-// a System V segment that is marked for removal as soon as it is attached, and that others attach
-// by its number all the same.
+// A region of memory that processes share. It is gone with the last of them, however that ends.
 class SharedMemory {
   public:
     // A new, zero-filled region. Throws Fault.

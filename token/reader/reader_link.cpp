@@ -104,7 +104,7 @@ std::optional<Buffer> ReaderLink::next() {
     if (received_.size() < head) {
         return std::nullopt;
     }
-    const std::size_t length = static_cast<std::size_t>(received_[0] << 8 | received_[1]);
+    const std::size_t length = get16BigEndian(received_, 0);
     if (received_.size() < head + length) {
         return std::nullopt;
     }
@@ -117,8 +117,8 @@ std::optional<Buffer> ReaderLink::next() {
 
 // Replies are far smaller than what a socket takes at once, and the driver waits for each.
 void ReaderLink::send(Bytes message) {
-    Buffer bytes{static_cast<std::uint8_t>(message.size() >> 8),
-                 static_cast<std::uint8_t>(message.size())};
+    Buffer bytes;
+    put16BigEndian(bytes, static_cast<std::uint16_t>(message.size()));
     bytes.insert(bytes.end(), message.begin(), message.end());
     const ssize_t sent = ::send(socket_.descriptor(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
     if (sent != static_cast<ssize_t>(bytes.size())) {

@@ -3,6 +3,7 @@
 #include <poll.h>
 #include <sys/signalfd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 
@@ -18,7 +19,7 @@ using std::chrono::milliseconds;
 constexpr milliseconds lookEvery{250};  // for what was done to the token from outside, or a driver
 constexpr milliseconds stayOut{1000};   // pcscd looks every 400 ms whether a token is in a reader
 
-// What the driver says in a message of one byte.
+// A message of one byte from the driver.
 enum Control : std::uint8_t { off = 0, on = 1, reset = 2, giveAtr = 4 };
 
 // T=1 only (the first interface byte), no parameters of its own, "kSigil" as the issuer's data.
@@ -38,7 +39,7 @@ class StopSignals {
   public:
     StopSignals() : descriptor_(open(before_)) {
         if (!descriptor_.isOpen()) {
-            throw systemFault("cannot watch", "signals");
+            throw systemFault("cannot watch", "signals", errno);
         }
     }
     StopSignals(const StopSignals&) = delete;
@@ -90,13 +91,13 @@ class Server {
     const ReaderAddress& address_;
     const std::function<void(const std::string&)>& say_;
     StopSignals stop_;
-    std::string told_;
+    std::string lastSaid_;
 };
 
-// What goes on being so is said once.
+// Says a text once for as long as it stays the same.
 void Server::tell(const std::string& text) {
-    if (text != told_) {
-        told_ = text;
+    if (text != lastSaid_) {
+        lastSaid_ = text;
         say_(text);
     }
 }

@@ -2,7 +2,9 @@
 
 #include "token/base/fault.h"
 #include "token/door/open_token.h"
-#include "token/image/image_file.h"
+#include "token/image/image_header.h"
+#include "token/image/make_image.h"
+#include "token/image/open_image.h"
 #include "token/image/sql.h"
 #include "token/rules/status.h"
 
@@ -19,7 +21,7 @@ std::string lookedAt(const ImagePlace& place) {
 }  // namespace
 
 ServedToken::ServedToken(const ImagePlace& place) : path_(lookedAt(place)), lockFile_(path_) {
-    const LockFile::Connecting connecting(lockFile_);
+    const LockFile::ConnectLock connectLock(lockFile_);
     needUnserved(lockFile_, path_);
     if (lockFile_.isAnyUserThere()) {
         throw Fault("the token is powered; serve it when nobody is connected to it");
@@ -31,7 +33,7 @@ ServedToken::ServedToken(const ImagePlace& place) : path_(lookedAt(place)), lock
 }
 
 bool ServedToken::isInReader() const {
-    const LockFile::Connecting connecting(lockFile_);
+    const LockFile::ConnectLock connectLock(lockFile_);
     needImage(path_);
     Database database = openImage(path_);
     Statement statement(database, "SELECT present FROM token");

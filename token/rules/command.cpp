@@ -7,8 +7,7 @@ bool parse(Bytes bytes, Command& command) {
     if (bytes.size() < headerLength || bytes[4] != 0) {
         return false;
     }
-    const std::size_t lc = static_cast<std::size_t>(bytes[5]) << 8 | bytes[6];
-    if (lc != bytes.size() - headerLength) {
+    if (get16BigEndian(bytes, 5) != bytes.size() - headerLength) {
         return false;
     }
     command = {bytes[0], bytes[1], bytes[2], bytes[3], bytes.subspan(headerLength)};

@@ -37,19 +37,12 @@ bool anything(Bytes) {
     return true;
 }
 
-bool isKnownType(std::uint8_t type) {
-    return type >= typeFile && type <= typeKey;
-}
-
 bool isObject(Bytes data) {
-    const std::uint8_t attribute = data[1];
-    const bool ofKey = attribute == attributeOneFactor || attribute == attributeTwoFactor;
-    const bool ofOthers = attribute == attributePublic || attribute == attributePrivate;
-    return isKnownType(data[0]) && (data[0] == typeKey ? ofKey : ofOthers);
+    return isType(data[0]) && isAttributeOf(data[0], data[1]);
 }
 
-bool isType(Bytes data) {
-    return isKnownType(data[0]);
+bool startsWithType(Bytes data) {
+    return isType(data[0]);
 }
 
 bool isFullPath(Bytes data) {
@@ -68,8 +61,8 @@ bool isAllowed(const Session& session, const Object& object) {
     return session.loggedIn || !object.needsLogin();
 }
 
-// What every command on the selected object asks first: that there is one, of the right type, and
-// that it may be touched.
+// Every command on the selected object first asks that there is one, that it is of the right type,
+// and that it may be touched.
 std::uint16_t checkSelected(const Session& session, std::uint8_t type) {
     if (!session.hasSelection()) {
         return status::nothingSelected;
@@ -80,7 +73,7 @@ std::uint16_t checkSelected(const Session& session, std::uint8_t type) {
     return isAllowed(session, session.selected) ? status::good : status::notAllowed;
 }
 
-// What reading and writing ask: a file, and a range inside it.
+// Reading and writing ask for a file, and a range inside it.
 std::uint16_t checkRange(const Session& session, std::uint16_t offset, std::uint16_t length) {
     const std::uint16_t refusal = checkSelected(session, typeFile);
     if (refusal == status::good && std::uint32_t{offset} + length > session.selected.size) {
@@ -98,7 +91,7 @@ const Token::Rule Token::rules[] = {
     {0xA4, isPath, isFullPath, &Token::select},
     {0xD2, isLong<3>, isListing, &Token::list},
     {0xE0, isLong<6>, isObject, &Token::create},
-    {0xE2, isLong<1>, isType, &Token::remove},
+    {0xE2, isLong<1>, startsWithType, &Token::remove},
     {0xB0, isLong<4>, anything, &Token::read},
     {0xD0, isPayload, anything, &Token::write},
     {0xD6, isLong<16>, anything, &Token::writeKey},
@@ -118,8 +111,8 @@ Buffer Token::execute(Session& session, Bytes command, const Image::Fence& fence
     std::uint16_t result = status::imageFailed;
     try {
         Session after = session;
-        const Wiping wiping(after.key);
-        result = statusOf(after, command, reply, fence);
+        const ScopedWipe wiping(after.key);
+        result = dispatch(after, command, reply, fence);
         session = after;
     } catch (const Fault&) {
         // The reader of the reply learns that the image failed; what it held is as it was.
@@ -131,7 +124,7 @@ Buffer Token::execute(Session& session, Bytes command, const Image::Fence& fence
     return reply;
 }
 
-std::uint16_t Token::statusOf(Session& session, Bytes bytes, Buffer& reply,
+std::uint16_t Token::dispatch(Session& session, Bytes bytes, Buffer& reply,
                               const Image::Fence& fence) {
     Command command;
     if (!parse(bytes, command)) {
@@ -157,7 +150,7 @@ std::uint16_t Token::statusOf(Session& session, Bytes bytes, Buffer& reply,
 std::uint16_t Token::login(Exchange& exchange) {
     exchange.session.logOut();
     const Bytes password = exchange.data.subspan(1);
-    const std::optional<PassingKey> key = logIn(image_, password, exchange.fence);
+    const std::optional<WipedKey> key = logIn(image_, password, exchange.fence);
     if (!key) {
         return status::notAllowed;
     }
@@ -251,12 +244,10 @@ std::uint16_t Token::roomFor(const Session& session, const Object& object) {
     if (!image_.exists(parent)) {
         throw Fault("the selected directory is gone");
     }
-    if (object.id == rootId || object.id == 0x3FFF || object.id == 0xFFFF ||
-        image_.child(parent, object.id)) {
+    if (!canBeGiven(object.id) || image_.child(parent, object.id)) {
         return status::badId;
     }
-    if ((object.type == typeKey && object.size != keySize) ||
-        (object.type == typeDirectory && object.size != 0)) {
+    if (!isSizeOf(object.type, object.size)) {
         return status::badSize;
     }
     if (session.level >= deepestLevel) {
@@ -340,7 +331,7 @@ std::uint16_t Token::desx(Exchange& exchange) {
         return status::notAllowed;
     }
     KeyValue key = image_.key(session.selected, &session.key);
-    const Wiping wiping(key);
+    const ScopedWipe wiping(key);
     Block block{};
     std::copy_n(exchange.data.begin() + 1, block.size(), block.begin());
     const Block result = token::desx(key, exchange.data[0] == 1, block);

@@ -34,7 +34,7 @@ class Token {
     static const Rule rules[];
     static const Rule* ruleOf(std::uint8_t ins);
 
-    std::uint16_t statusOf(Session& session, Bytes bytes, Buffer& reply, const Image::Fence& fence);
+    std::uint16_t dispatch(Session& session, Bytes bytes, Buffer& reply, const Image::Fence& fence);
 
     std::uint16_t login(Exchange& exchange);
     std::uint16_t logout(Exchange& exchange);

@@ -14,11 +14,11 @@
 #include "token/care/check.h"
 #include "token/care/create.h"
 #include "token/care/overview.h"
+#include "token/care/owner.h"
 #include "token/care/restore.h"
 #include "token/door/slot.h"
-#include "token/image/image_file.h"
+#include "token/image/image_place.h"
 #include "token/reader/serve.h"
-#include "token/rules/login.h"
 #include "token/tool/overview_text.h"
 #include "token/tool/password_line.h"
 
@@ -56,7 +56,7 @@ void leaveNoCore() {
 
 int create(const Options& options) {
     const std::string path = pathToMake(options);
-    token::createImage(path);
+    token::createToken(path);
     std::cout << "Made the image " << path << ". Its password is 1234: change it.\n";
     return good;
 }
@@ -69,8 +69,8 @@ int show(const Options& options) {
 }
 
 // The image's key, if there is a way to it; else `why` not.
-std::optional<token::PassingKey> keyFor(const Options& options, const std::string& path,
-                                        std::string& why) {
+std::optional<token::WipedKey> keyFor(const Options& options, const std::string& path,
+                                      std::string& why) {
     try {
         if (options.login) {
             const PasswordLine password;
@@ -88,7 +88,7 @@ int check(const Options& options) {
     leaveNoCore();
     const std::string path = pathOf(options);
     std::string why;
-    const std::optional<token::PassingKey> key = keyFor(options, path, why);
+    const std::optional<token::WipedKey> key = keyFor(options, path, why);
     const token::Findings findings = token::check(path, key ? &*key : nullptr);
     for (const std::string& problem : findings.problems) {
         std::cout << problem << '\n';
@@ -107,30 +107,20 @@ int check(const Options& options) {
     return good;
 }
 
-void need(token::Outcome outcome, const std::string& why) {
-    if (outcome != token::Outcome::good) {
-        throw token::Fault(why);
-    }
-}
-
 int eject(const Options& options) {
-    std::string why;
-    need(token::Slot(placeOf(options)).remove(why), why);
+    token::Slot(placeOf(options)).remove();
     std::cout << "The token is out of its reader.\n";
     return good;
 }
 
 int insert(const Options& options) {
-    std::string why;
-    need(token::Slot(placeOf(options)).insert(why), why);
+    token::Slot(placeOf(options)).insert();
     std::cout << "The token is in its reader.\n";
     return good;
 }
 
 int reset(const Options& options) {
-    std::string why;
-    bool wasPowered = false;
-    need(token::Slot(placeOf(options)).reset(wasPowered, why), why);
+    const bool wasPowered = token::Slot(placeOf(options)).reset();
     std::cout << (wasPowered ? "The token was reset.\n"
                              : "The token is not powered: there is nothing to reset.\n");
     return good;
@@ -192,14 +182,14 @@ constexpr Command commands[] = {
     {"restore", "Put a backup in the image's place; nobody may be connected", restore},
 };
 
-// What is wrong with the argument.
-std::string isAddress(const std::string& argument) {
+// Both tell what is wrong with the argument; empty: nothing is.
+std::string addressProblem(const std::string& argument) {
     const std::size_t colon = argument.rfind(':');
     const bool isOne = colon != std::string::npos && colon != 0 && colon + 1 != argument.size();
     return isOne ? "" : "not HOST:PORT";
 }
 
-std::string namesFile(const std::string& argument) {
+std::string fileNameProblem(const std::string& argument) {
     return argument.empty() ? "an empty argument names no file" : "";
 }
 
@@ -214,9 +204,9 @@ void addOptions(CLI::App& sub, Options& options) {
     } else if (name == "serve") {
         sub.add_option("--vpcd", options.vpcd, "Where the reader's driver listens")
             ->option_text("HOST:PORT (" + options.vpcd + ")")
-            ->check(isAddress);
+            ->check(addressProblem);
     } else if (name == "backup" || name == "restore") {
-        sub.add_option("FILE", options.file, "The backup")->required()->check(namesFile);
+        sub.add_option("FILE", options.file, "The backup")->required()->check(fileNameProblem);
     }
 }
 
@@ -228,7 +218,7 @@ int run(int argc, char** argv) {
                    "The image; else KSIGIL_TOKEN, else ksigil/token.db under XDG_DATA_HOME or "
                    "~/.local/share")
         ->option_text("FILE")
-        ->check(namesFile);
+        ->check(fileNameProblem);
     app.require_subcommand(1);
     for (const Command& command : commands) {
         CLI::App* sub = app.add_subcommand(command.name, command.description)->fallthrough();

@@ -8,20 +8,20 @@
 namespace token {
 
 // While it lives, the file at an image's path stays the same one: nobody restores over it, and
-// nobody connects. Those who are connected go on. Where no lock file is, nobody ever connected, and
-// none is made: the image may lie where nothing can be written.
-class Undisturbed {
+// nobody connects. Those who are connected go on. It makes no lock file: where there is none,
+// nobody ever connected, and the image may lie where nothing can be written.
+class StableImage {
   public:
-    explicit Undisturbed(const std::string& imagePath) {
+    explicit StableImage(const std::string& imagePath) {
         if (LockFile::isBeside(imagePath)) {
             lockFile_.emplace(imagePath);
-            connecting_.emplace(*lockFile_);
+            connectLock_.emplace(*lockFile_);
         }
     }
 
   private:
     std::optional<LockFile> lockFile_;
-    std::optional<LockFile::Connecting> connecting_;
+    std::optional<LockFile::ConnectLock> connectLock_;
 };
 
 }  // namespace token

@@ -1,0 +1,221 @@
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/shm.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+
+#include "token/base/system.h"
+
+namespace token {
+namespace {
+
+int errorOf(int result) {
+    return result == 0 ? 0 : errno;
+}
+
+FileFacts factsOf(const struct stat& about) {
+    const auto kind = S_ISREG(about.st_mode)   ? FileFacts::Kind::file
+                      : S_ISLNK(about.st_mode) ? FileFacts::Kind::link
+                                               : FileFacts::Kind::other;
+    return {kind,
+            {about.st_dev, about.st_ino},
+            static_cast<std::uint64_t>(about.st_size),
+            static_cast<std::uint64_t>(about.st_nlink)};
+}
+
+int syncAt(const std::string& path, int flags) {
+    const File file(open(path.c_str(), flags | O_RDONLY | O_CLOEXEC));
+    return file.isOpen() ? errorOf(fsync(file.descriptor())) : errno;
+}
+
+int rename(const std::string& from, const std::string& to, unsigned flags) {
+    return errorOf(renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), flags));
+}
+
+struct flock range(short type, std::int64_t from, std::int64_t length) {
+    struct flock lock {};
+    lock.l_type = type;
+    lock.l_whence = SEEK_SET;
+    lock.l_start = static_cast<off_t>(from);
+    lock.l_len = static_cast<off_t>(length);
+    return lock;
+}
+
+int setLock(const File& file, short type, std::int64_t place, int command) {
+    struct flock lock = range(type, place, 1);
+    int result = 0;
+    do {
+        result = fcntl(file.descriptor(), command, &lock);
+    } while (result != 0 && errno == EINTR);
+    return errorOf(result);
+}
+
+// Null on failure, which shmat tells by an address of all ones.
+void* attached(std::int32_t number, std::size_t bytes) {
+    void* address = shmat(number, nullptr, 0);
+    if (reinterpret_cast<std::intptr_t>(address) == -1) {
+        return nullptr;
+    }
+    madvise(address, bytes, MADV_DONTDUMP);
+    return address;
+}
+
+class PosixSystem final : public System {
+  public:
+    int look(const std::string& path, Links links, FileFacts& facts) override {
+        struct stat about {};
+        const auto look = links == Links::follow ? ::stat : ::lstat;
+        if (look(path.c_str(), &about) != 0) {
+            facts = {};
+            return errno == ENOENT ? 0 : errno;
+        }
+        facts = factsOf(about);
+        return 0;
+    }
+
+    int checkReadable(const std::string& path) override {
+        return errorOf(access(path.c_str(), R_OK));
+    }
+
+    int makeFolder(const std::string& path) override {
+        if (mkdir(path.c_str(), 0700) != 0) {
+            return errno == EEXIST ? 0 : errno;
+        }
+        return errorOf(chmod(path.c_str(), 0700));
+    }
+
+    int makeFileBeside(const std::string& path, std::string& made) override {
+        std::string name = path + ".XXXXXX";
+        const File file(mkostemp(name.data(), O_CLOEXEC));
+        if (!file.isOpen()) {
+            return errno;
+        }
+        if (fchmod(file.descriptor(), 0600) != 0) {
+            const int error = errno;
+            unlink(name.c_str());
+            return error;
+        }
+        made = name;
+        return 0;
+    }
+
+    int syncFile(const std::string& path) override { return syncAt(path, 0); }
+    int syncFolder(const std::string& path) override { return syncAt(path, O_DIRECTORY); }
+
+    int addName(const std::string& path, const std::string& second) override {
+        return errorOf(link(path.c_str(), second.c_str()));
+    }
+    int renameToNew(const std::string& from, const std::string& to) override {
+        return rename(from, to, RENAME_NOREPLACE);
+    }
+    int renameOver(const std::string& from, const std::string& to) override {
+        return rename(from, to, 0);
+    }
+    int remove(const std::string& path) override { return errorOf(unlink(path.c_str())); }
+
+    int openLockFile(const std::string& path, File& file) override {
+        constexpr int flags = O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
+        file = File(open(path.c_str(), flags | O_CREAT | O_EXCL, 0600));
+        if (file.isOpen()) {
+            return errorOf(fchmod(file.descriptor(), 0600));
+        }
+        if (errno == EEXIST) {
+            file = File(open(path.c_str(), flags));
+        }
+        return file.isOpen() ? 0 : errno;
+    }
+
+    int giveToOwnerOf(const std::string& path, const File& file) override {
+        struct stat other {};
+        struct stat own {};
+        if (geteuid() != 0 || stat(path.c_str(), &other) != 0 ||
+            fstat(file.descriptor(), &own) != 0 || own.st_uid == other.st_uid) {
+            return 0;
+        }
+        return errorOf(fchown(file.descriptor(), other.st_uid, other.st_gid));
+    }
+
+    int look(const File& file, FileFacts& facts) override {
+        struct stat about {};
+        const int error = errorOf(fstat(file.descriptor(), &about));
+        facts = error == 0 ? factsOf(about) : FileFacts{};
+        return error;
+    }
+
+    std::size_t readStart(const File& file, std::span<std::byte> bytes) override {
+        const ssize_t length = pread(file.descriptor(), bytes.data(), bytes.size(), 0);
+        return length < 0 ? 0 : static_cast<std::size_t>(length);
+    }
+
+    int writeStart(const File& file, std::span<const std::byte> bytes) override {
+        const ssize_t length = pwrite(file.descriptor(), bytes.data(), bytes.size(), 0);
+        if (length < 0) {
+            return errno;
+        }
+        return static_cast<std::size_t>(length) == bytes.size() ? 0 : ENOSPC;
+    }
+
+    int lock(const File& file, std::int64_t place) override {
+        return setLock(file, F_WRLCK, place, F_OFD_SETLKW);
+    }
+    int tryLock(const File& file, std::int64_t place) override {
+        return setLock(file, F_WRLCK, place, F_OFD_SETLK);
+    }
+    void unlock(const File& file, std::int64_t place) override {
+        setLock(file, F_UNLCK, place, F_OFD_SETLK);
+    }
+    bool isLocked(const File& file, std::int64_t from, std::int64_t length) override {
+        struct flock lock = range(F_WRLCK, from, length);
+        return fcntl(file.descriptor(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
+    }
+
+    int makeMemory(std::size_t bytes, std::int32_t& number, void*& address) override {
+        const int made = shmget(IPC_PRIVATE, bytes, IPC_CREAT | 0600);
+        if (made < 0) {
+            return errno;
+        }
+        void* const region = attached(made, bytes);
+        const int error = region == nullptr ? errno : 0;
+        shmctl(made, SHM_LOCK, nullptr);
+        shmctl(made, IPC_RMID, nullptr);  // takes effect when the last user is gone
+        if (error == 0) {
+            number = made;
+            address = region;
+        }
+        return error;
+    }
+
+    void* attachMemory(std::int32_t number, std::size_t bytes) override {
+        struct shmid_ds about {};
+        const bool fits =
+            number >= 0 && shmctl(number, IPC_STAT, &about) == 0 && about.shm_segsz == bytes;
+        return fits ? attached(number, bytes) : nullptr;
+    }
+
+    void detachMemory(void* address) override { shmdt(address); }
+
+    std::int32_t processNumber() override { return getpid(); }
+};
+
+constinit PosixSystem posix;
+System* inFront = nullptr;
+
+}  // namespace
+
+System& operatingSystem() {
+    return posix;
+}
+
+System& system() {
+    return inFront == nullptr ? operatingSystem() : *inFront;
+}
+
+void useSystem(System* front) {
+    inFront = front;
+}
+
+}  // namespace token

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+
+namespace token {
+
+// The files that stand beside an image. Disposition a crash those of the database are a part of it.
+
+// What the names of the database's companions end in.
+constexpr const char* companionEndings[] = {"-journal", "-wal", "-shm"};
+
+// Whether a file has the name of a companion: one of the database's, the lock file, or an image
+// that was set aside.
+bool isCompanion(const std::string& imagePath, const std::string& file);
+
+// Throws Fault where a lost image has left a journal at its place, which would be taken for a part
+// of the next one.
+void needNoJournal(const std::string& imagePath);
+
+// Removes the companions of an image that is gone.
+void removeCompanions(const std::string& imagePath);
+
+// Moves the database's companions from one image's name to another's, whichever there are. Throws
+// Fault where one cannot be moved; the others are.
+void moveCompanions(const std::string& from, const std::string& to);
+
+}  // namespace token

@@ -1,0 +1,90 @@
+#include "token/image/make_image.h"
+
+#include "token/base/fault.h"
+#include "token/base/gcrypt.h"
+#include "token/image/companions.h"
+#include "token/image/image_format.h"
+#include "token/image/new_file.h"
+#include "token/image/password.h"
+#include "token/image/sql.h"
+
+namespace token {
+namespace {
+
+constexpr const char* schema = R"(
+PRAGMA journal_mode = MEMORY;
+PRAGMA synchronous = OFF;
+BEGIN;
+CREATE TABLE token (
+    one INTEGER PRIMARY KEY CHECK (one = 1),
+    serial BLOB NOT NULL,
+    present INTEGER NOT NULL) STRICT;
+CREATE TABLE password (
+    one INTEGER PRIMARY KEY CHECK (one = 1),
+    cost_n INTEGER NOT NULL,
+    cost_p INTEGER NOT NULL,
+    salt BLOB NOT NULL,
+    wrapped_key BLOB NOT NULL,
+    failures INTEGER NOT NULL) STRICT;
+CREATE TABLE object (
+    number INTEGER PRIMARY KEY AUTOINCREMENT,
+    parent INTEGER NOT NULL,
+    id INTEGER NOT NULL,
+    type INTEGER NOT NULL,
+    attribute INTEGER NOT NULL,
+    size INTEGER NOT NULL,
+    key BLOB,
+    UNIQUE (parent, id)) STRICT;
+CREATE TABLE page (
+    number INTEGER PRIMARY KEY,
+    bytes BLOB NOT NULL) STRICT;
+)";
+
+Buffer freshSerial() {
+    Buffer serial(serialLength);
+    useGcrypt();
+    gcry_create_nonce(serial.data(), serial.size());
+    return serial;
+}
+
+void insertPassword(Database& database, Bytes serial) {
+    static constexpr std::uint8_t freshPassword[] = {'1', '2', '3', '4'};
+    const WipedKey key = freshKey();
+    const PasswordRecord record = wrap(key, freshPassword, serial);
+    Statement statement(database, "INSERT INTO password VALUES (1, ?, ?, ?, ?, 0)");
+    Query(statement)
+        .bind(std::int64_t{record.costN})
+        .bind(std::int64_t{record.costP})
+        .bind(record.salt)
+        .bind(record.wrappedKey)
+        .run();
+}
+
+void fill(const std::string& path) {
+    Database database(path, SQLITE_OPEN_READWRITE);
+    database.execute(schema);
+    const Buffer serial = freshSerial();
+    Statement token(database, "INSERT INTO token VALUES (1, ?, 1)");
+    Query(token).bind(serial).run();
+    insertPassword(database, serial);
+    database.execute("COMMIT");
+    const std::string numbers = "PRAGMA application_id = " + std::to_string(imageApplicationId) +
+                                "; PRAGMA user_version = " + std::to_string(imageVersion);
+    database.execute(numbers.c_str());
+}
+
+}  // namespace
+
+void makeImage(const std::string& path) {
+    needNoJournal(path);
+    NewFile file(path);
+    try {
+        fill(file.path());
+    } catch (const Fault& fault) {
+        throw Fault("cannot make the image " + path + ": " + fault.what());
+    }
+    file.publishNew(path);
+    syncFolderOf(path);
+}
+
+}  // namespace token
