@@ -1,0 +1,120 @@
+// Each call by which the token changes something on the system fails once, and ends the process
+// once. The image has to be whole afterwards, and the next try has to succeed.
+
+#include <sys/wait.h>
+
+#include "tests/front_system.h"
+#include "tests/trial_token.h"
+#include "token/base/fault.h"
+#include "token/care/backup.h"
+#include "token/care/check.h"
+#include "token/care/create.h"
+#include "token/care/restore.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using Strike = FrontSystem::Strike;
+
+const std::string freshRoot = "00000090", trialRoot = "03000100020003000090";
+
+struct Files {
+    ScratchFolder folder{"/dev/shm"};
+    std::string path = folder.file("token.db");
+    std::string other = folder.file("other.db");  // a backup, or its future place
+
+    // The root's listing, or why there is none.
+    std::string root() const {
+        TrialToken token(path);
+        return token.connection ? token.see()[3] : token.why;
+    }
+};
+
+struct Act {
+    const char* name;
+    void (*prepare)(const Files& files);
+    void (*perform)(const Files& files);
+    std::string before, after;  // the root's listing
+};
+
+void connect(const Files& files) {
+    const TrialToken token(files.path);
+    if (!token.connection) {
+        throw token::Fault(token.why);
+    }
+}
+
+const Act acts[] = {
+    {"create", [](const Files&) {}, [](const Files& files) { token::createToken(files.path); },
+     freshRoot, freshRoot},
+    {"connect", [](const Files&) {}, connect, freshRoot, freshRoot},
+    {"power", [](const Files& files) { putTrialImage(files.path); }, connect, trialRoot, trialRoot},
+    {"backup", [](const Files& files) { putTrialImage(files.path); },
+     [](const Files& files) { token::backUp(files.path, files.other); }, trialRoot, trialRoot},
+    {"restore",
+     [](const Files& files) {
+         putTrialImage(files.path);
+         putFreshImage(files.other);
+     },
+     [](const Files& files) { token::restore(files.path, files.other); }, trialRoot, freshRoot},
+};
+
+// False if the act ended before its nth call.
+bool performWithStrike(const Act& act, const Files& files, int nth, Strike strike) {
+    if (strike == Strike::fail) {
+        const FrontSystem front(nth, strike);
+        try {
+            act.perform(files);
+        } catch (const token::Fault&) {
+            EXPECT_TRUE(front.hasStruck());
+        }
+        return front.hasStruck();
+    }
+    const pid_t child = fork();
+    if (child == 0) {
+        const FrontSystem front(nth, strike);
+        act.perform(files);
+        _exit(1);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WEXITSTATUS(status) == 0;
+}
+
+// The image, and a backup that has got its name, are whole; the next try comes to its end.
+void expectWhole(const Act& act, const Files& files) {
+    const std::string root = files.root();
+    EXPECT_TRUE(root == act.before || root == act.after ||
+                root.find("has a second name") != std::string::npos)
+        << root;
+    if (fs::exists(files.other)) {
+        EXPECT_TRUE(token::check(files.other, nullptr).problems.empty());
+    }
+    try {
+        act.perform(files);
+    } catch (const token::Fault& fault) {
+        EXPECT_NE(std::string(fault.what()).find("exists already"), std::string::npos)
+            << fault.what();
+    }
+    EXPECT_EQ(files.root(), act.after);
+    EXPECT_TRUE(token::check(files.path, nullptr).problems.empty());
+}
+
+TEST(System, MayFailOrEndTheProcessAtAnyCall) {
+    for (const Act& act : acts) {
+        for (const Strike strike : {Strike::fail, Strike::end}) {
+            bool hasStruck = true;
+            int nth = 0;
+            for (; hasStruck; ++nth) {
+                SCOPED_TRACE(act.name + std::to_string(nth) + (strike == Strike::end ? "e" : "f"));
+                const Files files;
+                act.prepare(files);
+                hasStruck = performWithStrike(act, files, nth, strike);
+                expectWhole(act, files);
+            }
+            EXPECT_GT(nth, 4) << act.name;
+        }
+    }
+}
+
+}  // namespace
