@@ -22,9 +22,9 @@ enum class Outcome {
 
 enum class Disposition { leave, reset };
 
-// One user's way to the token. What it selects and whether it is logged in belong to the token, not
-// to the connection. Any thread may call; calls of one connection wait for each other. A
-// transaction that stands at the end of a connection ends with it.
+// One user's connection to the token. Selection and login are the token's, not the connection's.
+// Any thread may call; calls of one connection wait for each other. An open transaction ends with
+// its connection.
 class Connection {
   public:
     explicit Connection(std::shared_ptr<OpenToken> token);

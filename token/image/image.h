@@ -18,9 +18,9 @@ namespace token {
 // then comes to nothing, or is whole where the disk failed behind it. Any thread; one call at a
 // time.
 //
-// What needs the login (the content of private files, the value of two-factor keys) is sealed under
-// the image's secret key, each page bound to its image, its object and its place there. Those who
-// touch it give the key; for everything else it may be null. A seal that does not hold is a Fault.
+// The content of private files and the value of two-factor keys are sealed under the image's secret
+// key. Those who touch them give the key; for everything else it may be null. A seal that does not
+// hold is a Fault.
 class Image {
   public:
     struct Usage {
@@ -31,12 +31,12 @@ class Image {
     // Opens an image that isImage() knows as one.
     explicit Image(const std::string& path);
 
-    // What a change asks before it becomes durable; false lets nothing of it happen.
+    // Asked before a change becomes durable; false lets nothing of it happen.
     using Fence = std::function<bool()>;
     static bool always() { return true; }
 
-    // A change and all that was looked at for it: nobody else changes anything meanwhile, and
-    // nothing is changed unless it is committed. The operations that change need one.
+    // While it lives, nobody else changes the image. Nothing is changed unless it is committed. The
+    // operations that change the image need one.
     class Change {
       public:
         explicit Change(Image& image);
@@ -72,8 +72,8 @@ class Image {
 
     PasswordRecord password();
     void setPassword(const PasswordRecord& record);
-    // Counts a login as failed, before it is judged; not one more than block the password. False if
-    // it is blocked.
+    // Counts a login as failed, before it is judged. False, with nothing counted, if the password
+    // is blocked.
     bool countFailedLogin();
     void setFailures(std::uint32_t failures);
 

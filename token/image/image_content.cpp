@@ -6,7 +6,7 @@
 #include "token/image/image_format.h"
 #include "token/image/sealed_place.h"
 
-// What stands in an image's files and keys, and how it is sealed.
+// The content of an image's files and keys, and its seals.
 
 namespace token {
 namespace {

@@ -33,12 +33,10 @@ WipedKey derive(const PasswordRecord& record, Bytes password) {
     return result;
 }
 
-// What is sealed, as its place tells.
-constexpr std::uint8_t wrappedKind = 'w';
-
-Buffer placeOf(Bytes serial) {
+// The wrapped key is sealed for its image alone.
+Buffer placeOfWrappedKey(Bytes serial) {
     Buffer place(serial.begin(), serial.end());
-    place.push_back(wrappedKind);
+    place.push_back('w');
     return place;
 }
 
@@ -63,18 +61,19 @@ PasswordRecord wrap(const SecretKey& key, Bytes password, Bytes serial, const Pa
         std::max(standardN, old.costN), std::max(standardP, old.costP), Buffer(saltLength), {}, 0};
     gcry_create_nonce(record.salt.data(), record.salt.size());
     const WipedKey wrapping = derive(record, password);
-    record.wrappedKey = Sealer(wrapping).seal(placeOf(serial), key);
+    record.wrappedKey = Sealer(wrapping).seal(placeOfWrappedKey(serial), key);
     return record;
 }
 
 std::optional<WipedKey> unwrap(const PasswordRecord& record, Bytes password, Bytes serial) {
     const WipedKey wrapping = derive(record, password);
-    std::optional<Buffer> unwrapped = Sealer(wrapping).unseal(placeOf(serial), record.wrappedKey);
+    std::optional<Buffer> unwrapped =
+        Sealer(wrapping).unseal(placeOfWrappedKey(serial), record.wrappedKey);
     WipedKey key;
     if (!unwrapped || unwrapped->size() != key.size()) {
         return std::nullopt;
     }
-    const ScopedWipe wipingToo(*unwrapped);
+    const ScopedWipe scopedWipe(*unwrapped);
     std::copy(unwrapped->begin(), unwrapped->end(), key.begin());
     return key;
 }

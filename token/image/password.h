@@ -8,9 +8,8 @@
 
 namespace token {
 
-// What an image keeps of its password: the image's secret key, wrapped under scrypt of the
-// password, with the salt and the cost that it was made with, so that the cost can be raised from
-// one password to the next.
+// The password of an image: its secret key, wrapped under scrypt of the password. Salt and cost are
+// kept with it, so that the cost can be raised from one password to the next.
 struct PasswordRecord {
     std::uint32_t costN = 0;  // scrypt's N, a power of two; r is 8
     std::uint32_t costP = 0;

@@ -5,9 +5,8 @@
 
 namespace token {
 
-// What a seal in an image is bound to: the image by its serial number, what is sealed, the object
-// as it was made, and the place in the object. A sealed row that stands anywhere else does not
-// open.
+// A seal is bound to its image by the serial number, to its kind, to the object as it was made, and
+// to its page there. A sealed row that stands anywhere else does not open.
 inline Buffer sealedPlace(Bytes serial, char kind, const Object& object, std::int64_t page) {
     Buffer place(serial.begin(), serial.end());
     place.push_back(static_cast<std::uint8_t>(kind));

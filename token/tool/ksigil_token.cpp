@@ -48,10 +48,10 @@ std::string pathToMake(const Options& options) {
     return token::realImagePath(placeOf(options), token::Missing::make);
 }
 
-// Of a process that is given the password.
-void leaveNoCore() {
+void prepareProcess() {
+    std::signal(SIGXFSZ, SIG_IGN);  // a size limit is an error like a full disk, and told
     constexpr rlimit none{0, 0};
-    setrlimit(RLIMIT_CORE, &none);
+    setrlimit(RLIMIT_CORE, &none);  // a password could be in the core
 }
 
 int create(const Options& options) {
@@ -85,7 +85,6 @@ std::optional<token::WipedKey> keyFor(const Options& options, const std::string&
 }
 
 int check(const Options& options) {
-    leaveNoCore();
     const std::string path = pathOf(options);
     std::string why;
     const std::optional<token::WipedKey> key = keyFor(options, path, why);
@@ -157,7 +156,6 @@ token::ReaderAddress addressOf(const std::string& text) {
 }
 
 int serve(const Options& options) {
-    leaveNoCore();
     token::serve(placeOf(options), addressOf(options.vpcd),
                  [](const std::string& text) { std::cout << text << std::endl; });
     return good;
@@ -240,7 +238,7 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    std::signal(SIGXFSZ, SIG_IGN);  // a size limit is an error like a full disk, and told
+    prepareProcess();
     try {
         return run(argc, argv);
     } catch (const std::exception& error) {

@@ -27,7 +27,7 @@ constexpr Name attributes[] = {
     {token::attributeTwoFactor, "two factor"},
 };
 
-// What has no name is damaged, and shown as it stands.
+// A value without a name is damaged, and shown as it stands.
 template <std::size_t count>
 std::string nameOf(const Name (&names)[count], std::int64_t value) {
     for (const Name& name : names) {
