@@ -28,7 +28,7 @@ class ScopedWipe {
     Secret& secret_;
 };
 
-// A key on its way, which leaves nothing behind where it was.
+// A copy of a key, wiped when it goes.
 struct WipedKey : SecretKey {
     WipedKey() : SecretKey{} {}
     explicit WipedKey(const SecretKey& key) : SecretKey(key) {}

@@ -32,20 +32,21 @@ class Connection {
     Connection& operator=(const Connection&) = delete;
     ~Connection();
 
-    // Looks at the token anew: a reset, or a removal of a token that is back, is then met.
+    // Looks at the token anew. A reset, and a removal of a token that is back in its reader, are
+    // met no more.
     Outcome reconnect(Disposition after);
 
-    // Has the token to itself until the matching end. Waits for another connection's transaction.
-    // Begins inside a transaction count.
+    // Gives this connection the token to itself until the matching end. Waits for another
+    // connection's transaction. Begins inside a transaction count.
     Outcome begin();
     // Good, too, for a transaction that a reset has ended, once this connection has reconnected.
     Outcome end(Disposition after);
 
-    // Carries one command to the token and its whole reply back. Outside a transaction it waits
-    // for those of others.
+    // Carries one command to the token and its whole reply back. Waits for another connection's
+    // transaction.
     Outcome transmit(Bytes command, Buffer& reply);
 
-    // Whether a reset or a removal is to be met. Waits for nobody.
+    // Whether the next call meets a reset or a removal. Waits for nobody.
     Outcome look();
 
     // Ends selection, login and everybody's transaction. This connection need not reconnect. Waits

@@ -6,7 +6,7 @@ namespace token {
 
 // The files that stand beside an image. Disposition a crash those of the database are a part of it.
 
-// What the names of the database's companions end in.
+// The ends of the names of the database's companions.
 constexpr const char* companionEndings[] = {"-journal", "-wal", "-shm"};
 
 // Whether a file has the name of a companion: one of the database's, the lock file, or an image

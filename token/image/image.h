@@ -14,9 +14,9 @@
 namespace token {
 
 // The durable token: its tree, contents, password and whether it stands in its reader, kept in one
-// SQLite file. A change is on the disk when its commit returns. Throws Fault; the change at hand
-// then comes to nothing, or is whole where the disk failed behind it. Any thread; one call at a
-// time.
+// SQLite file. A change is on the disk when its commit returns. Throws Fault: then nothing
+// has changed, or all of it where the disk failed only after the change. Any thread may call; calls
+// wait for each other.
 //
 // The content of private files and the value of two-factor keys are sealed under the image's secret
 // key. Those who touch them give the key; for everything else it may be null. A seal that does not

@@ -39,13 +39,13 @@ struct PoweredState {
     std::uint32_t removals;
 
     std::array<Session, 2> sessions;
-    std::uint32_t session;  // which of the two stands
+    std::uint32_t session;  // the index of the current one
 
-    std::atomic<Lease> holder;           // a word, so that no half of it is ever seen
-    std::uint32_t waiting;               // users that sleep for the holder; may count dead ones
+    std::atomic<Lease> holder;  // a word, so that no half of it is ever seen
+    std::uint32_t waiting;      // users that sleep until the holder is gone; may count dead ones
     std::atomic<std::uint32_t> changes;  // what they sleep on
 
-    // Puts another session in the place of the one that stands, of which no key is left behind.
+    // Puts another session in the place of the current one, and wipes that one's key.
     void replaceSession(const Session& next);
     // Ends selection and login, and frees the token whoever holds it.
     void forget();

@@ -31,8 +31,8 @@ class ServedToken {
     void powerOff() { connection_.reset(); }
     void reset();
 
-    // The reply, or nothing where the token was disturbed. A token without power gets it. What
-    // fails is answered with 0x6581.
+    // Powers the token if need be, and gives its reply, or nothing where the token was disturbed. A
+    // failure of the image is the reply 0x6581.
     std::optional<Buffer> answer(Bytes command);
 
   private:
