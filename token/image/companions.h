@@ -4,7 +4,7 @@
 
 namespace token {
 
-// The files that stand beside an image. Disposition a crash those of the database are a part of it.
+// Companions are the files beside an image. After a crash those of the database are a part of it.
 
 // The ends of the names of the database's companions.
 constexpr const char* companionEndings[] = {"-journal", "-wal", "-shm"};
