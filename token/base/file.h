@@ -1,5 +1,8 @@
 #pragma once
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cstdint>
 #include <utility>
 
@@ -10,13 +13,22 @@ namespace token {
 class File {
   public:
     File() = default;
-    explicit File(int descriptor);
+    explicit File(int descriptor) : descriptor_(descriptor < 0 ? none : descriptor) {
+        if (isOpen() && descriptor_ <= STDERR_FILENO) {
+            descriptor_ = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+            close(descriptor);
+        }
+    }
     File(File&& other) noexcept : descriptor_(std::exchange(other.descriptor_, none)) {}
     File& operator=(File&& other) noexcept {
         std::swap(descriptor_, other.descriptor_);
         return *this;
     }
-    ~File();
+    ~File() {
+        if (isOpen()) {
+            close(descriptor_);
+        }
+    }
 
     bool isOpen() const { return descriptor_ != none; }
     int descriptor() const { return descriptor_; }

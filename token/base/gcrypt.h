@@ -2,6 +2,8 @@
 
 #include <gcrypt.h>
 
+#include <memory>
+
 namespace token {
 
 // Makes libgcrypt ready, once for the process; anyone may have done so before.
@@ -16,5 +18,10 @@ inline void useGcrypt() {
     }();
     static_cast<void>(ready);
 }
+
+struct CipherCloser {
+    void operator()(gcry_cipher_hd_t cipher) const { gcry_cipher_close(cipher); }
+};
+using Cipher = std::unique_ptr<gcry_cipher_handle, CipherCloser>;
 
 }  // namespace token

@@ -2,7 +2,6 @@
 
 #include "token/base/fault.h"
 #include "token/care/image_copy.h"
-#include "token/care/nothing_at.h"
 #include "token/image/companions.h"
 #include "token/image/image_header.h"
 #include "token/image/new_file.h"

@@ -1,7 +1,7 @@
 #include "token/care/create.h"
 
-#include "token/care/nothing_at.h"
 #include "token/image/make_image.h"
+#include "token/image/new_file.h"
 #include "token/power/lock_file.h"
 
 namespace token {

@@ -29,6 +29,13 @@ void NewFile::publishOver(const std::string& path) {
     published_ = true;
 }
 
+void needNothingAt(const std::string& path) {
+    FileFacts facts;
+    if (system().look(path, Links::stopAt, facts) == 0 && facts.kind != FileFacts::Kind::nothing) {
+        throw Fault(path + " exists already");
+    }
+}
+
 void syncFolderOf(const std::string& path) {
     const std::filesystem::path parent = std::filesystem::path(path).parent_path();
     const std::string folder = parent.empty() ? "." : parent.string();

@@ -26,6 +26,9 @@ class NewFile {
     bool published_ = false;
 };
 
+// Throws Fault if there is anything of that name, a link that leads nowhere too.
+void needNothingAt(const std::string& path);
+
 // Makes the names in a file's folder durable. Throws Fault.
 void syncFolderOf(const std::string& path);
 

@@ -1,11 +1,9 @@
 #pragma once
 
-#include <gcrypt.h>
-
-#include <memory>
 #include <optional>
 
 #include "token/base/bytes.h"
+#include "token/base/gcrypt.h"
 #include "token/base/secret.h"
 
 namespace token {
@@ -30,10 +28,7 @@ class Sealer {
   private:
     void prepare(Bytes nonce, Bytes place);
 
-    struct Closer {
-        void operator()(gcry_cipher_hd_t cipher) const { gcry_cipher_close(cipher); }
-    };
-    std::unique_ptr<gcry_cipher_handle, Closer> cipher_;
+    Cipher cipher_;
 };
 
 }  // namespace token

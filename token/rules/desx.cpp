@@ -1,18 +1,12 @@
 #include "token/rules/desx.h"
 
 #include <algorithm>
-#include <memory>
 
 #include "token/base/fault.h"
 #include "token/base/gcrypt.h"
 
 namespace token {
 namespace {
-
-struct CipherCloser {
-    void operator()(gcry_cipher_hd_t cipher) const { gcry_cipher_close(cipher); }
-};
-using Cipher = std::unique_ptr<gcry_cipher_handle, CipherCloser>;
 
 Cipher desCipher(const KeyValue& key) {
     useGcrypt();
