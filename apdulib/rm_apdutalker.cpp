@@ -14,20 +14,22 @@ std::string processUniqueName(const std::string& base) {
     return std::to_string(GetCurrentProcessId()) + "_" + base;
 }
 
-[[maybe_unused]] const bool gateIsNamed = (assertionAsks(logEnabled), true);
+const AssertionGate assertionGate(logEnabled);
 
 }  // namespace
 
-// The entry comes before the mutex, which can fail.
 RMApduTalker::RMApduTalker(const std::string& reader, u32 mode)
-    : readerName((logEntered("RMApduTalker::RMApduTalker()"), reader)),
+    : RMApduTalker(logEntered("RMApduTalker::RMApduTalker()"), reader, mode) {}
+
+RMApduTalker::RMApduTalker(const OperationLog& log, const std::string& reader, u32 mode)
+    : readerName(reader),
       shareMode(mode),
       mutex(processUniqueName(mutexName), processSecurityAttributes().get()) {
-    logExited("RMApduTalker::RMApduTalker()");
+    log.exit();
 }
 
 RMApduTalker::~RMApduTalker() {
-    logEntered("RMApduTalker::~RMApduTalker()");
+    const OperationLog log = logEntered("RMApduTalker::~RMApduTalker()");
     {
         const LockGuard guard(&mutex);
         if (mapping != nullptr) {
@@ -43,11 +45,11 @@ RMApduTalker::~RMApduTalker() {
             closeTable();
         }
     }
-    logExited("RMApduTalker::~RMApduTalker()");
+    log.exit();
 }
 
 u32 RMApduTalker::create() {
-    logEntered("RMApduTalker::create()");
+    const OperationLog log = logEntered("RMApduTalker::create()");
     u32 rv = result::success;
     {
         const LockGuard guard(&mutex);
@@ -55,8 +57,7 @@ u32 RMApduTalker::create() {
             rv = openTable();
         }
     }
-    logTalkerExited("RMApduTalker::create()", rv);
-    return rv;
+    return log.talkerExit(rv);
 }
 
 u32 RMApduTalker::openTable() {
@@ -95,55 +96,50 @@ void RMApduTalker::closeTable() {
 
 u32 RMApduTalker::getContext(ReaderContext*& out) {
     logEntered("RMApduTalker::getContext");
-    u32 rv = result::success;
-    const u32 threadId = GetCurrentThreadId();
     ReaderContext* reservation = nullptr;
     out = nullptr;
     {
         const LockGuard guard(&mutex);
         if (mapping == nullptr) {
             logEvent("RMApduTalker::getContext", "no mapping");
-            rv = result::fail;
-        } else {
-            out = table->find(threadId);
-            if (out != nullptr) {
-                logEvent("RMApduTalker::getContext", "found, index = ", table->indexOf(*out));
-            } else {
-                logEvent("RMApduTalker::getContext", "not found");
-                reservation = table->reserve();
-                rv = reservation != nullptr ? result::success : result::outOfMemory;
-            }
+            return result::fail;
         }
+        out = table->find(GetCurrentThreadId());
+        if (out != nullptr) {
+            logEvent("RMApduTalker::getContext", "found, index = ", table->indexOf(*out));
+            return result::success;
+        }
+        logEvent("RMApduTalker::getContext", "not found");
+        reservation = table->reserve();
     }
-    if (rv == result::outOfMemory) {
+    if (reservation == nullptr) {
         logEvent("RMApduTalker::getContext", "Reader Context full");
-    } else if (reservation != nullptr) {
-        rv = openContext(threadId, *reservation, out);
+        return result::outOfMemory;
     }
-    return rv;
+    return openContext(*reservation, out);
 }
 
 // Connects outside the mutex, so a slow connect holds no other thread up; the record then enters
 // the table complete.
-u32 RMApduTalker::openContext(u32 threadId, ReaderContext& reservation, ReaderContext*& out) {
+u32 RMApduTalker::openContext(ReaderContext& reservation, ReaderContext*& out) {
     ReaderContext opened{};
-    opened.threadId = threadId;
+    opened.threadId = GetCurrentThreadId();
     u32 rv = static_cast<u32>(
         SCardEstablishContext(SCARD_SCOPE_SYSTEM, nullptr, nullptr, &opened.context));
     if (rv == result::success) {
         rv = static_cast<u32>(SCardConnectA(opened.context, readerName.c_str(), shareMode,
                                             anyProtocol, &opened.card, &opened.activeProtocol));
     }
-    if (rv == result::success) {
-        const LockGuard guard(&mutex);
-        reservation = opened;
-        out = &reservation;
-        logEvent("RMApduTalker::getContext", "created: index: ", table->indexOf(*out));
-    } else {
+    if (rv != result::success) {
         closeContext(opened, SCARD_LEAVE_CARD);
         reservation.release();
+        return rv;
     }
-    return rv;
+    const LockGuard guard(&mutex);
+    reservation = opened;
+    out = &reservation;
+    logEvent("RMApduTalker::getContext", "created: index: ", table->indexOf(*out));
+    return result::success;
 }
 
 void RMApduTalker::closeContext(ReaderContext& record, u32 disposition) {
@@ -158,24 +154,23 @@ void RMApduTalker::closeContext(ReaderContext& record, u32 disposition) {
 }
 
 void RMApduTalker::detach(u32 disposition) {
-    logEntered("RMApduTalker::detach()");
+    const OperationLog log = logEntered("RMApduTalker::detach()");
     ReaderContext* own = nullptr;
     if (getContext(own) == result::success) {
         closeContext(*own, disposition);
     }
-    logExited("RMApduTalker::detach()");
+    log.exit();
 }
 
 u32 RMApduTalker::reconnect(u32 initialization) {
-    logEntered("RMApduTalker::reconnect()");
+    const OperationLog log = logEntered("RMApduTalker::reconnect()");
     ReaderContext* own = nullptr;
     u32 rv = getContext(own);
     if (rv == result::success) {
         rv = static_cast<u32>(SCardReconnect(own->card, shareMode, anyProtocol, initialization,
                                              &own->activeProtocol));
     }
-    logTalkerExited("RMApduTalker::reconnect()", rv);
-    return rv;
+    return log.talkerExit(rv);
 }
 
 SCARDHANDLE RMApduTalker::getCardHandle() {
@@ -184,7 +179,7 @@ SCARDHANDLE RMApduTalker::getCardHandle() {
 }
 
 u32 RMApduTalker::lock() {
-    logEntered("RMApduTalker::lock()");
+    const OperationLog log = logEntered("RMApduTalker::lock()");
     ReaderContext* own = nullptr;
     u32 rv = getContext(own);
     if (rv == result::success) {
@@ -201,12 +196,11 @@ u32 RMApduTalker::lock() {
             ++own->lockCount;
         }
     }
-    logTalkerExited("RMApduTalker::lock()", rv);
-    return rv;
+    return log.talkerExit(rv);
 }
 
 u32 RMApduTalker::unlock(u32 disposition) {
-    logEntered("RMApduTalker::unlock()");
+    const OperationLog log = logEntered("RMApduTalker::unlock()");
     ReaderContext* own = nullptr;
     u32 rv = getContext(own);
     if (rv == result::success) {
@@ -225,13 +219,12 @@ u32 RMApduTalker::unlock(u32 disposition) {
             --own->lockCount;
         }
     }
-    logTalkerExited("RMApduTalker::unlock()", rv);
-    return rv;
+    return log.talkerExit(rv);
 }
 
 u32 RMApduTalker::transmit(const u8* sendBuffer, u32 sendLength, u8* receiveBuffer,
                            u32* receiveLength) {
-    logEntered("RMApduTalker::transmit()");
+    const OperationLog log = logEntered("RMApduTalker::transmit()");
     ReaderContext* own = nullptr;
     u32 rv = getContext(own);
     if (rv == result::success) {
@@ -242,6 +235,5 @@ u32 RMApduTalker::transmit(const u8* sendBuffer, u32 sendLength, u8* receiveBuff
                                             receiveBuffer, &length));
         *receiveLength = length;
     }
-    logTalkerExited("RMApduTalker::transmit()", rv);
-    return rv;
+    return log.talkerExit(rv);
 }

@@ -8,6 +8,8 @@
 #include "platform/win32.h"
 #include "support/mt_lock.h"
 
+class OperationLog;
+
 // The channel to the token through a PC/SC reader. Each thread has a connection of its own, made at
 // its first operation and then reused; all talkers of one reader in this process share them, and
 // each thread's lock count with them. Any thread may use a talker at any time.
@@ -61,8 +63,11 @@ class RMApduTalker : public ApduTalker {
     const std::string& getReaderName() const { return readerName; }
 
   private:
+    // The constructor's body. `log` has the entry, which comes before the mutex: that can fail.
+    RMApduTalker(const OperationLog& log, const std::string& reader, u32 mode);
+
     u32 openTable();
-    u32 openContext(u32 threadId, ReaderContext& reservation, ReaderContext*& out);
+    u32 openContext(ReaderContext& reservation, ReaderContext*& out);
     void closeContext(ReaderContext& record, u32 disposition);
     void closeTable();
 

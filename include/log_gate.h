@@ -1,20 +1,21 @@
 #pragma once
 
-#include "support/log.h"
+#include "include/log.h"
 
 // Gives the source file that includes it a gate of its own to the trace, and the statements that
 // pass it. To be included by source files that log, not by headers.
 //
-//   logEntered(LABEL)                first in an operation: "entered"
-//   logExited(LABEL)                 last in one without a result: "exited: "
-//   logTalkerExited(LABEL, rv)       last in one of a talker: "exited: rv = ", signed decimal
-//   logServiceExited(LABEL, rv)      last in one of a service: "exited, rv= ", hexadecimal
+//   const OperationLog log = logEntered(LABEL);  first in an operation: "entered"
+//   log.exit();                      last in one without a result: "exited: "
+//   return log.talkerExit(rv);       last in one of a talker: "exited: rv = ", signed decimal
+//   return log.serviceExit(rv);      last in one of a service: "exited, rv= ", hexadecimal
 //   logEvent(LABEL, TEXT)            in between
 //   logEvent(LABEL, TEXT, number)    with a u32 behind it, in decimal
 //   logEvent(LABEL, TEXT, LogPath(path))    with a token path behind it
 //
-// LABEL and TEXT are string literals, `rv` is a u32. With the trace off a statement is the test of
-// the gate's state; it has no effect on the operation around it in any case.
+// An operation without a last line calls `logEntered` alone. LABEL and TEXT are string literals.
+// With the trace off a statement is the test of the gate's state; it has no effect on the operation
+// around it in any case.
 
 static constinit LogGate logGate;
 
@@ -22,28 +23,8 @@ static inline bool logEnabled() noexcept {
     return logGate.logEnabled();
 }
 
-static inline void logEntered(LogText label) noexcept {
-    if (logEnabled()) [[unlikely]] {
-        writeLog(label, "entered");
-    }
-}
-
-static inline void logExited(LogText label) noexcept {
-    if (logEnabled()) [[unlikely]] {
-        writeLog(label, "exited: ");
-    }
-}
-
-static inline void logTalkerExited(LogText label, LogNumber rv) noexcept {
-    if (logEnabled()) [[unlikely]] {
-        writeLog(label, "exited: rv = ", LogForm::signedDecimal, rv);
-    }
-}
-
-static inline void logServiceExited(LogText label, LogNumber rv) noexcept {
-    if (logEnabled()) [[unlikely]] {
-        writeLog(label, "exited, rv= ", LogForm::hexadecimal, rv);
-    }
+static inline OperationLog logEntered(LogText label) noexcept {
+    return {logGate, label};
 }
 
 static inline void logEvent(LogText label, LogText text) noexcept {

@@ -12,7 +12,7 @@ bool (*gate)() = nullptr;
 
 }  // namespace
 
-void assertionAsks(bool (*logEnabled)()) {
+AssertionGate::AssertionGate(bool (*logEnabled)()) {
     gate = logEnabled;
 }
 

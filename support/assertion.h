@@ -5,6 +5,9 @@
 // name the check's site and stay as they are when the source around it moves.
 [[noreturn]] void assertionFailed(const char* expression, const char* file, int line);
 
-// Names the gate of the trace whose being open makes the report go to the debugger too. Called
-// while static objects are built; without a call there is no gate.
-void assertionAsks(bool (*logEnabled)());
+// A gate of the trace: while it is open, reports go to the debugger too. Stands as a static object
+// in the one source whose gate that is.
+class AssertionGate {
+  public:
+    explicit AssertionGate(bool (*logEnabled)());
+};

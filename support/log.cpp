@@ -1,4 +1,4 @@
-#include "support/log.h"
+#include "include/log.h"
 
 #include <array>
 #include <filesystem>
@@ -31,30 +31,31 @@ void makeLogPath() {
     logPath[length] = '\0';
 }
 
-// The file's time of being open. The file itself needs no destructor, so that what is logged
-// behind this one's finds it closed.
-struct LogOpening {
-    LogOpening() {
+// Opens the file for the time from the first line or `main`, whichever comes first, to the
+// program's end. A line that comes later finds it closed.
+class OpenLog {
+  public:
+    OpenLog() {
         makeLogPath();
         logFile.openEmptied(logPath.data());
     }
-    LogOpening(const LogOpening&) = delete;
-    LogOpening& operator=(const LogOpening&) = delete;
-    ~LogOpening() {
+    OpenLog(const OpenLog&) = delete;
+    OpenLog& operator=(const OpenLog&) = delete;
+    ~OpenLog() {
         const std::lock_guard guard(logMutex);
         logFile.close();
     }
 };
 
-// Of several sources' static objects, one that logs in its constructor may come before the file's.
-void ensureOpened() {
-    static const LogOpening opening;
+const OpenLog& openLog() {
+    static const OpenLog opened;
+    return opened;
 }
 
-[[maybe_unused]] const bool openedBeforeMain = (ensureOpened(), true);
+[[maybe_unused]] const OpenLog& openedBeforeMain = openLog();
 
 void write(LogLine& line) {
-    ensureOpened();
+    openLog();
     const std::string_view text = line.end();
     const std::lock_guard guard(logMutex);
     logFile.write(text);
@@ -62,7 +63,7 @@ void write(LogLine& line) {
 
 // Leaves the last tenth of a file that is longer than `limit` bytes.
 void cutIfOver(std::int64_t limit) {
-    ensureOpened();
+    openLog();
     const std::lock_guard guard(logMutex);
     const std::int64_t position = logFile.position();
     if (position > limit) {

@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "include/basic_types.h"
-#include "support/log_words.h"
+#include "include/log_words.h"
 
 // One line of the trace, in a buffer that holds the longest:
 //   1234      56        QVPassword::login: entered

@@ -228,7 +228,7 @@ TEST_F(Trace, GoesWithoutItsFile) {
 }
 
 TEST(Assertion, AsksTheGateBehindItsLineAndRunsExitHandlers) {
-    assertionAsks([] { return std::fputs("asked", stderr) < 0; });
+    const AssertionGate gate([] { return std::fputs("asked", stderr) < 0; });
     EXPECT_EXIT((std::atexit([] { std::fputs(", ended", stderr); }), assertionFailed("x", "f", 71)),
                 testing::ExitedWithCode(1),
                 "^Assertion failed: x at file: f at line: 71\nasked, ended$");

@@ -48,7 +48,7 @@ AppEntryRecord::AppEntryRecord(u32 applicationId, const std::vector<u8>& c)
 }
 
 u32 QVAppEntry::set_kSAppEntry(ApduTalker& talker, u32 id, const std::vector<u8>& content) const {
-    logEntered("set_kSAppEntry");
+    const OperationLog log = logEntered("set_kSAppEntry");
     const AppEntryRecord record(id, content);
     std::vector<AppEntryRecord> records;
     u32 rv = readAppEntryFile(talker, records);
@@ -61,12 +61,11 @@ u32 QVAppEntry::set_kSAppEntry(ApduTalker& talker, u32 id, const std::vector<u8>
         }
         rv = writeAppEntryFile(talker, records);
     }
-    logServiceExited("set_kSAppEntry", rv);
-    return rv;
+    return log.serviceExit(rv);
 }
 
 u32 QVAppEntry::get_kSAppEntry(ApduTalker& talker, u32 id, std::vector<u8>& content) const {
-    logEntered("get_kSAppEntry");
+    const OperationLog log = logEntered("get_kSAppEntry");
     std::vector<AppEntryRecord> records;
     u32 rv = readAppEntryFile(talker, records);
     if (rv == result::success) {
@@ -77,12 +76,11 @@ u32 QVAppEntry::get_kSAppEntry(ApduTalker& talker, u32 id, std::vector<u8>& cont
             rv = result::invalidParameter;
         }
     }
-    logServiceExited("get_kSAppEntry", rv);
-    return rv;
+    return log.serviceExit(rv);
 }
 
 u32 QVAppEntry::remove_kSAppEntry(ApduTalker& talker, u32 id) const {
-    logEntered("remove_kSAppEntry");
+    const OperationLog log = logEntered("remove_kSAppEntry");
     std::vector<AppEntryRecord> records;
     u32 rv = readAppEntryFile(talker, records);
     if (rv == result::success) {
@@ -94,12 +92,11 @@ u32 QVAppEntry::remove_kSAppEntry(ApduTalker& talker, u32 id) const {
             rv = result::invalidParameter;
         }
     }
-    logServiceExited("remove_kSAppEntry", rv);
-    return rv;
+    return log.serviceExit(rv);
 }
 
 u32 QVAppEntry::isAppEntryExist(ApduTalker& talker, u32 id, bool& exists) const {
-    logEntered("isAppEntryExist");
+    const OperationLog log = logEntered("isAppEntryExist");
     std::vector<AppEntryRecord> records;
     u32 rv = readAppEntryFile(talker, records);
     if (rv == result::success) {
@@ -108,12 +105,11 @@ u32 QVAppEntry::isAppEntryExist(ApduTalker& talker, u32 id, bool& exists) const 
         exists = false;
         rv = result::success;
     }
-    logServiceExited("isAppEntryExist", rv);
-    return rv;
+    return log.serviceExit(rv);
 }
 
 u32 QVAppEntry::findNextDirectory(ApduTalker& talker, std::string& directory) const {
-    logEntered("findNextDirectory");
+    const OperationLog log = logEntered("findNextDirectory");
     u16 start = 0;
     std::vector<std::string> names;
     u32 rv = parseDirectoryId(directory, start) ? result::success : result::invalidParameter;
@@ -129,12 +125,11 @@ u32 QVAppEntry::findNextDirectory(ApduTalker& talker, std::string& directory) co
             }
         }
     }
-    logServiceExited("findNextDirectory", rv);
-    return rv;
+    return log.serviceExit(rv);
 }
 
 u32 QVAppEntry::readAppEntryFile(ApduTalker& talker, std::vector<AppEntryRecord>& records) const {
-    logEntered("readAppEntryFile");
+    const OperationLog log = logEntered("readAppEntryFile");
     const QVFileSystem fileSystem;
     QVFileInfo info;
     std::vector<u8> bytes;
@@ -147,13 +142,12 @@ u32 QVAppEntry::readAppEntryFile(ApduTalker& talker, std::vector<AppEntryRecord>
             std::memcpy(&records.emplace_back(), bytes.data() + at, recordLength);
         }
     }
-    logServiceExited("readAppEntryFile", rv);
-    return rv;
+    return log.serviceExit(rv);
 }
 
 u32 QVAppEntry::writeAppEntryFile(ApduTalker& talker,
                                   const std::vector<AppEntryRecord>& records) const {
-    logEntered("writeAppEntryFile");
+    const OperationLog log = logEntered("writeAppEntryFile");
     const QVFileSystem fileSystem;
     std::vector<u8> bytes(labelLength + records.size() * recordLength);
     std::memcpy(bytes.data(), label, labelLength);
@@ -166,8 +160,7 @@ u32 QVAppEntry::writeAppEntryFile(ApduTalker& talker,
     if (rv == result::success) {
         rv = fileSystem.writeFile(talker, filePath, 0, bytes);
     }
-    logServiceExited("writeAppEntryFile", rv);
-    return rv;
+    return log.serviceExit(rv);
 }
 
 std::vector<AppEntryRecord>::iterator QVAppEntry::findAppEntry(std::vector<AppEntryRecord>& records,

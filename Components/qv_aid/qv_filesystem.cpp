@@ -84,7 +84,7 @@ u32 removePadding(std::vector<u8>& output) {
 }  // namespace
 
 u32 QVFileSystem::selectPath(ApduTalker& talker, const std::string& path, QVFileInfo& info) const {
-    logEntered("QVFileSystem::selectPath");
+    const OperationLog log = logEntered("QVFileSystem::selectPath");
     std::vector<u16> ids;
     u32 rv = parsePath(path, ids);
     if (rv == result::success) {
@@ -96,13 +96,12 @@ u32 QVFileSystem::selectPath(ApduTalker& talker, const std::string& path, QVFile
             info = {fileNameOf(path), reply.attribute, reply.type, reply.size};
         }
     }
-    logServiceExited("QVFileSystem::selectPath", rv);
-    return rv;
+    return log.serviceExit(rv);
 }
 
 u32 QVFileSystem::directoryPath(ApduTalker& talker, const std::string& path,
                                 std::vector<QVFileInfo>& children) const {
-    logEntered("QVFileSystem::directoryPath");
+    const OperationLog log = logEntered("QVFileSystem::directoryPath");
     QVFileInfo directory;
     std::vector<u16> ids;
     u32 rv = selectPath(talker, path, directory);
@@ -120,25 +119,23 @@ u32 QVFileSystem::directoryPath(ApduTalker& talker, const std::string& path,
             children.push_back(std::move(child));
         }
     }
-    logServiceExited("QVFileSystem::directoryPath", rv);
-    return rv;
+    return log.serviceExit(rv);
 }
 
 u32 QVFileSystem::deletePath(ApduTalker& talker, const std::string& path) const {
-    logEntered("QVFileSystem::deletePath");
+    const OperationLog log = logEntered("QVFileSystem::deletePath");
     QVFileInfo info;
     u32 rv = selectPath(talker, path, info);
     if (rv == result::success) {
         ApduDeleteFile frame(info.type);
         rv = transmitChecked(talker, frame);
     }
-    logServiceExited("QVFileSystem::deletePath", rv);
-    return rv;
+    return log.serviceExit(rv);
 }
 
 u32 QVFileSystem::create(ApduTalker& talker, u8 type, u8 attribute, const std::string& path,
                          u32 size) const {
-    logEntered("QVFileSystem::create");
+    const OperationLog log = logEntered("QVFileSystem::create");
     std::string parent;
     u16 fileId = 0;
     u32 rv = size <= largestSize ? splitPath(path, parent, fileId) : result::invalidArgument;
@@ -150,13 +147,12 @@ u32 QVFileSystem::create(ApduTalker& talker, u8 type, u8 attribute, const std::s
         ApduCreateFile frame(type, attribute, static_cast<u16>(size), fileId);
         rv = transmitChecked(talker, frame);
     }
-    logServiceExited("QVFileSystem::create", rv);
-    return rv;
+    return log.serviceExit(rv);
 }
 
 u32 QVFileSystem::listDirectories(ApduTalker& talker, const std::string& path,
                                   std::vector<std::string>& names) const {
-    logEntered("QVFileSystem::listDirectories");
+    const OperationLog log = logEntered("QVFileSystem::listDirectories");
     std::vector<QVFileInfo> children;
     const u32 rv = directoryPath(talker, path, children);
     if (rv == result::success) {
@@ -166,26 +162,24 @@ u32 QVFileSystem::listDirectories(ApduTalker& talker, const std::string& path,
             }
         }
     }
-    logServiceExited("QVFileSystem::listDirectories", rv);
-    return rv;
+    return log.serviceExit(rv);
 }
 
 u32 QVFileSystem::listFiles(ApduTalker& talker, const std::string& path,
                             std::vector<QVFileInfo>& files) const {
-    logEntered("QVFileSystem::listFiles");
+    const OperationLog log = logEntered("QVFileSystem::listFiles");
     std::vector<QVFileInfo> children;
     const u32 rv = directoryPath(talker, path, children);
     if (rv == result::success) {
         std::copy_if(children.begin(), children.end(), std::back_inserter(files),
                      [](const QVFileInfo& child) { return !child.isDirectory(); });
     }
-    logServiceExited("QVFileSystem::listFiles", rv);
-    return rv;
+    return log.serviceExit(rv);
 }
 
 u32 QVFileSystem::dir(ApduTalker& talker, const std::string& path,
                       std::vector<std::string>& names) const {
-    logEntered("QVFileSystem::dir");
+    const OperationLog log = logEntered("QVFileSystem::dir");
     std::vector<QVFileInfo> children;
     const u32 rv = directoryPath(talker, path, children);
     if (rv == result::success) {
@@ -193,19 +187,17 @@ u32 QVFileSystem::dir(ApduTalker& talker, const std::string& path,
             names.push_back(child.name);
         }
     }
-    logServiceExited("QVFileSystem::dir", rv);
-    return rv;
+    return log.serviceExit(rv);
 }
 
 u32 QVFileSystem::getFileInfo(ApduTalker& talker, const std::string& path, QVFileInfo& info) const {
-    logEntered("QVFileSystem::getFileInfo");
+    const OperationLog log = logEntered("QVFileSystem::getFileInfo");
     const u32 rv = selectPath(talker, path, info);
-    logServiceExited("QVFileSystem::getFileInfo", rv);
-    return rv;
+    return log.serviceExit(rv);
 }
 
 u32 QVFileSystem::isFileExists(ApduTalker& talker, const std::string& path, bool& exists) const {
-    logEntered("QVFileSystem::isFileExists");
+    const OperationLog log = logEntered("QVFileSystem::isFileExists");
     QVFileInfo info;
     u32 rv = selectPath(talker, path, info);
     if (rv == result::success) {
@@ -214,13 +206,12 @@ u32 QVFileSystem::isFileExists(ApduTalker& talker, const std::string& path, bool
         exists = false;
         rv = result::success;
     }
-    logServiceExited("QVFileSystem::isFileExists", rv);
-    return rv;
+    return log.serviceExit(rv);
 }
 
 u32 QVFileSystem::readFile(ApduTalker& talker, const std::string& path, u32 offset, u32 length,
                            std::vector<u8>& bytes) const {
-    logEntered("QVFileSystem::readFile");
+    const OperationLog log = logEntered("QVFileSystem::readFile");
     QVFileInfo info;
     u32 rv =
         isAddressable(offset, length) ? selectPath(talker, path, info) : result::invalidArgument;
@@ -237,25 +228,23 @@ u32 QVFileSystem::readFile(ApduTalker& talker, const std::string& path, u32 offs
             }
         }
     }
-    logServiceExited("QVFileSystem::readFile", rv);
-    return rv;
+    return log.serviceExit(rv);
 }
 
 u32 QVFileSystem::readFile(ApduTalker& talker, const std::string& path,
                            std::vector<u8>& bytes) const {
-    logEntered("QVFileSystem::readFile (entire)");
+    const OperationLog log = logEntered("QVFileSystem::readFile (entire)");
     QVFileInfo info;
     u32 rv = selectPath(talker, path, info);
     if (rv == result::success) {
         rv = readFile(talker, path, 0, info.size, bytes);
     }
-    logServiceExited("QVFileSystem::readFile (entire)", rv);
-    return rv;
+    return log.serviceExit(rv);
 }
 
 u32 QVFileSystem::writeFile(ApduTalker& talker, const std::string& path, u32 offset,
                             const std::vector<u8>& bytes) const {
-    logEntered("QVFileSystem::writeFile");
+    const OperationLog log = logEntered("QVFileSystem::writeFile");
     QVFileInfo info;
     u32 rv = isAddressable(offset, bytes.size()) ? selectPath(talker, path, info)
                                                  : result::invalidArgument;
@@ -269,13 +258,12 @@ u32 QVFileSystem::writeFile(ApduTalker& talker, const std::string& path, u32 off
             done += chunk;
         }
     }
-    logServiceExited("QVFileSystem::writeFile", rv);
-    return rv;
+    return log.serviceExit(rv);
 }
 
 u32 QVFileSystem::writeFile(ApduTalker& talker, const std::string& path,
                             const std::vector<u8>& key) const {
-    logEntered("QVFileSystem::writeFile");
+    const OperationLog log = logEntered("QVFileSystem::writeFile");
     QVFileInfo info;
     u32 rv = key.size() == keyLength ? selectPath(talker, path, info) : result::invalidParameter;
     if (rv == result::success) {
@@ -283,39 +271,35 @@ u32 QVFileSystem::writeFile(ApduTalker& talker, const std::string& path,
         std::copy(key.begin(), key.end(), frame.data()->key);
         rv = transmitChecked(talker, frame);
     }
-    logServiceExited("QVFileSystem::writeFile", rv);
-    return rv;
+    return log.serviceExit(rv);
 }
 
 u32 QVFileSystem::createFile(ApduTalker& talker, const std::string& path, u32 size,
                              bool isPrivate) const {
-    logEntered("QVFileSystem::createFile");
+    const OperationLog log = logEntered("QVFileSystem::createFile");
     const u8 attribute = isPrivate ? QVFileInfo::attributePrivate : QVFileInfo::attributePublic;
     const u32 rv = create(talker, QVFileInfo::typeBinaryFile, attribute, path, size);
-    logServiceExited("QVFileSystem::createFile", rv);
-    return rv;
+    return log.serviceExit(rv);
 }
 
 u32 QVFileSystem::createFile(ApduTalker& talker, const std::string& path, bool isTwoFactor) const {
-    logEntered("QVFileSystem::createFile");
+    const OperationLog log = logEntered("QVFileSystem::createFile");
     const u8 attribute =
         isTwoFactor ? QVFileInfo::attributeTwoFactor : QVFileInfo::attributeOneFactor;
     const u32 rv = create(talker, QVFileInfo::typeKey, attribute, path, keySize);
-    logServiceExited("QVFileSystem::createFile", rv);
-    return rv;
+    return log.serviceExit(rv);
 }
 
 u32 QVFileSystem::createDirectory(ApduTalker& talker, const std::string& path,
                                   bool isPrivate) const {
-    logEntered("QVFileSystem::createDirectory");
+    const OperationLog log = logEntered("QVFileSystem::createDirectory");
     const u8 attribute = isPrivate ? QVFileInfo::attributePrivate : QVFileInfo::attributePublic;
     const u32 rv = create(talker, QVFileInfo::typeDirectory, attribute, path, 0);
-    logServiceExited("QVFileSystem::createDirectory", rv);
-    return rv;
+    return log.serviceExit(rv);
 }
 
 u32 QVFileSystem::del(ApduTalker& talker, const std::string& path) const {
-    logEntered("QVFileSystem::del");
+    const OperationLog log = logEntered("QVFileSystem::del");
     QVFileInfo info;
     std::vector<QVFileInfo> children;
     u32 rv = selectPath(talker, path, info);
@@ -334,13 +318,12 @@ u32 QVFileSystem::del(ApduTalker& talker, const std::string& path) const {
     if (rv == result::success && path != rootPath) {
         rv = deletePath(talker, path);
     }
-    logServiceExited("QVFileSystem::del", rv);
-    return rv;
+    return log.serviceExit(rv);
 }
 
 u32 QVFileSystem::desx(ApduTalker& talker, const std::string& path, bool encrypt,
                        const std::vector<u8>& input, std::vector<u8>& output) const {
-    logEntered("QVFileSystem::desx");
+    const OperationLog log = logEntered("QVFileSystem::desx");
     QVFileInfo key;
     u32 rv = selectPath(talker, path, key);
     if (rv == result::success) {
@@ -358,6 +341,5 @@ u32 QVFileSystem::desx(ApduTalker& talker, const std::string& path, bool encrypt
             }
         }
     }
-    logServiceExited("QVFileSystem::desx", rv);
-    return rv;
+    return log.serviceExit(rv);
 }

@@ -17,33 +17,29 @@ QVProtector::QVProtector() : rng(createRng()) {}
 QVProtector::~QVProtector() = default;
 
 u32 QVProtector::create(ApduTalker& talker) {
-    logEntered("QVProtector::create");
+    const OperationLog log = logEntered("QVProtector::create");
     const u32 rv = initialize(talker, true);
-    logServiceExited("QVProtector::create", rv);
-    return rv;
+    return log.serviceExit(rv);
 }
 
 u32 QVProtector::operation(ApduTalker& talker, bool encrypt, const std::vector<u8>& input,
                            std::vector<u8>& output) {
-    logEntered("QVProtector::operation");
+    const OperationLog log = logEntered("QVProtector::operation");
     u32 rv = initialize(talker, false);
     if (rv == result::success) {
         rv = fileSystem.desx(talker, keyPath, encrypt, input, output);
     }
-    logServiceExited("QVProtector::operation", rv);
-    return rv;
+    return log.serviceExit(rv);
 }
 
 u32 QVProtector::maxOperationLength(u32 inputLength, u32* outputLength) const {
-    logEntered("QVProtector::maxOperationLength");
+    const OperationLog log = logEntered("QVProtector::maxOperationLength");
     *outputLength = inputLength / blockLength * blockLength + blockLength;
-    const u32 rv = result::success;
-    logServiceExited("QVProtector::maxOperationLength", rv);
-    return rv;
+    return log.serviceExit(result::success);
 }
 
 u32 QVProtector::initialize(ApduTalker& talker, bool create) {
-    logEntered("QVProtector::initialize");
+    const OperationLog log = logEntered("QVProtector::initialize");
     dirPath.clear();
     keyPath.clear();
     u32 rv = findEntry(talker, create);
@@ -55,8 +51,7 @@ u32 QVProtector::initialize(ApduTalker& talker, bool create) {
         keyPath = dirPath + keyFileId;
         rv = findKey(talker, create);
     }
-    logServiceExited("QVProtector::initialize", rv);
-    return rv;
+    return log.serviceExit(rv);
 }
 
 u32 QVProtector::findEntry(ApduTalker& talker, bool create) {

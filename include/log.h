@@ -4,11 +4,11 @@
 #include <cstdint>
 
 #include "include/basic_types.h"
-#include "support/log_words.h"
+#include "include/log_words.h"
 
 // The program's trace: lines in the one file qvsh.log, which stands in the directory that the
 // configuration names, else in the temporary one, and is opened and emptied before `main`. Source
-// files write to it through include/log_gate.h.
+// files write to it through include/log_gate.h; support/log.cpp keeps the file.
 //
 // Nothing here throws, and no failure of the file shows anywhere else. Any thread may call at any
 // time, from static constructors and destructors too; a line that comes after the file was closed
@@ -41,4 +41,40 @@ class LogGate {
 
     std::atomic<std::int32_t> logState{unread};
     std::int64_t logCycle = 0;  // bytes, 0: never cut; set before `logState` is
+};
+
+// The first and the last line of an operation, under one label. An operation that an exception
+// leaves writes no last line. Each exit form writes nothing but its line; the two with a result
+// give it back, to be returned.
+class OperationLog {
+  public:
+    OperationLog(LogGate& gate, LogText label) noexcept : gate_(gate), label_(label) {
+        if (gate_.logEnabled()) [[unlikely]] {
+            writeLog(label_, "entered");
+        }
+    }
+
+    void exit() const noexcept {
+        if (gate_.logEnabled()) [[unlikely]] {
+            writeLog(label_, "exited: ");
+        }
+    }
+
+    u32 talkerExit(u32 rv) const noexcept {
+        if (gate_.logEnabled()) [[unlikely]] {
+            writeLog(label_, "exited: rv = ", LogForm::signedDecimal, rv);
+        }
+        return rv;
+    }
+
+    u32 serviceExit(u32 rv) const noexcept {
+        if (gate_.logEnabled()) [[unlikely]] {
+            writeLog(label_, "exited, rv= ", LogForm::hexadecimal, rv);
+        }
+        return rv;
+    }
+
+  private:
+    LogGate& gate_;
+    LogText label_;
 };
