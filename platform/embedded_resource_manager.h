@@ -36,8 +36,6 @@ class EmbeddedResourceManager : public ResourceManager {
                            std::uint32_t sendLength, std::uint8_t* receive,
                            std::uint32_t& receiveLength) override;
 
-    token::Slot& slot() { return slot_; }
-
   private:
     struct Card {
         std::uint32_t context;

@@ -1,8 +1,5 @@
 #include "platform/resource_manager.h"
 
-#include <sys/resource.h>
-
-#include <csignal>
 #include <cstdlib>
 #include <memory>
 
@@ -23,11 +20,6 @@ std::unique_ptr<ResourceManager> configured() {
     const bool set = variable != nullptr && *variable != '\0';
     const std::string name = set ? variable : KSIGIL_PCSC_DEFAULT;
     if (name == "embedded") {
-        // A file that may not grow is a full disk to the token, and no reason to end.
-        std::signal(SIGXFSZ, SIG_IGN);
-        // What the token's secrets pass through is not for a core dump.
-        constexpr rlimit none{0, 0};
-        setrlimit(RLIMIT_CORE, &none);
         return std::make_unique<EmbeddedResourceManager>(token::imagePlace());
     }
     if (name == "system") {
@@ -50,8 +42,9 @@ ResourceManager& resourceManager() {
     if (replacement != nullptr) {
         return *replacement;
     }
-    static const std::unique_ptr<ResourceManager> manager = configured();
-    return *manager;
+    // Never destroyed: a static talker closes its connections while the process exits.
+    static ResourceManager& manager = *configured().release();
+    return manager;
 }
 
 void useResourceManager(ResourceManager* manager) {

@@ -1,9 +1,11 @@
 #include <iostream>
 
 #include "include/reader_name.h"
+#include "platform/process.h"
 #include "shell/qv_shell.h"
 
 int main(int argc, char**) {
+    platform::prepareProcess();
     std::ios::sync_with_stdio(false);
     int status = 1;
     if (argc == 2) {

@@ -14,6 +14,7 @@
 #include "include/qv_appentry.h"
 #include "include/reader_name.h"
 #include "include/result_numbers.h"
+#include "platform/process.h"
 #include "platform/win32.h"
 #include "support/create_rng.h"
 #include "support/exception.h"
@@ -125,6 +126,7 @@ std::string prepareUnderLock() {
 }  // namespace
 
 int main(int argc, char**) {
+    platform::prepareProcess();
     std::string output = "Usage QVPrepare <readername>";
     if (argc == 2) {
         output = failureOf(prepareUnderLock);

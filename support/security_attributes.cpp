@@ -8,7 +8,7 @@ bool hasSecurity() {
     return GetVersionExA(&version) != FALSE && version.dwPlatformId == VER_PLATFORM_WIN32_NT;
 }
 
-SecurityAttributes processAttributes;
+[[maybe_unused]] const SecurityAttributes& builtBeforeMain = processSecurityAttributes();
 
 }  // namespace
 
@@ -36,5 +36,7 @@ SECURITY_ATTRIBUTES* SecurityAttributes::get() {
 }
 
 SecurityAttributes& processSecurityAttributes() {
-    return processAttributes;
+    // Whoever calls this while it is built itself is destroyed first.
+    static SecurityAttributes attributes;
+    return attributes;
 }

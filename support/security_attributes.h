@@ -20,5 +20,6 @@ class SecurityAttributes {
     SECURITY_DESCRIPTOR* descriptor = nullptr;
 };
 
-// The process's one instance, built before `main`.
+// The process's one instance, built before `main`. It outlives each static object that asks for it
+// in its constructor.
 SecurityAttributes& processSecurityAttributes();

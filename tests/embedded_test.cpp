@@ -112,7 +112,7 @@ TEST_F(EmbeddedTest, ResetsByDispositionAndSparesWhoAsked) {
 }
 
 TEST_F(EmbeddedTest, TellsARemovedTokenFromAnAbsentOne) {
-    manager_.slot().remove();
+    token::Slot({path_, false}).remove();
     std::uint32_t card = 0;
     std::uint32_t protocol = 0;
     EXPECT_EQ(list(card_), 0x80100069U);

@@ -125,6 +125,14 @@ TEST_F(Trace, TellsTheOtherCalls) {
     EXPECT_EQ(trace(), "static    :  B " + told + "E static    :  ");
 }
 
+TEST_F(Trace, TellsWhatAStaticTalkerDoesBehindMain) {
+    put("conf", "Enabled=1");
+    EXPECT_EQ(run("$self static 2>&1"), "0");
+    EXPECT_EQ(trace(),
+              "static    :  B ~create()+ ~create: first creator ~create()-0 ~lock()+ N 0 G "
+              "E static    :  ");
+}
+
 TEST_F(Trace, IsOnWhereTheFirstEnabledIsOne) {
     setenv("KSIGIL_LOGGING", file("conf").c_str(), 1);
     for (const std::string text :
@@ -243,6 +251,9 @@ void play(const std::string& role) {
     };
     if (role == "calls") {
         makeOtherCalls();
+    } else if (role == "static") {
+        static RMApduTalker talker("VDW ifdh 0", 2);
+        talker.create(), talker.lock();
     } else if (role == "threads") {
         std::jthread threads[8];
         std::generate_n(threads, 8, [&] { return std::jthread(writeLines); });

@@ -27,8 +27,9 @@ namespace {
 
 std::mutex viewsMutex;
 
+// Never destroyed, as the names are not.
 std::vector<std::shared_ptr<SystemObject>>& views() {
-    static std::vector<std::shared_ptr<SystemObject>> all;
+    static auto& all = *std::make_unique<std::vector<std::shared_ptr<SystemObject>>>().release();
     return all;
 }
 

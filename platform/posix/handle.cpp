@@ -8,8 +8,10 @@ namespace {
 
 std::mutex namesMutex;
 
+// Never destroyed: static objects use handles while the process exits.
 std::map<std::string, std::weak_ptr<SystemObject>>& names() {
-    static std::map<std::string, std::weak_ptr<SystemObject>> all;
+    static auto& all =
+        *std::make_unique<std::map<std::string, std::weak_ptr<SystemObject>>>().release();
     return all;
 }
 
