@@ -12,7 +12,7 @@ constexpr u32 exerciseSize = 2000;  // bytes
 bool QVShell::cmdProtector() {
     return onCard([this] {
         runCipher([this](bool encrypt, const std::vector<u8>& input, std::vector<u8>& output) {
-            return protector_.operation(talker_, encrypt, input, output);
+            return protector.operation(talker, encrypt, input, output);
         });
     });
 }
@@ -21,7 +21,7 @@ bool QVShell::cmdDesx() {
     return onCard([this] {
         const std::string path = readWord();
         runCipher([&](bool encrypt, const std::vector<u8>& input, std::vector<u8>& output) {
-            return fileSystem_.desx(talker_, path, encrypt, input, output);
+            return fileSystem.desx(talker, path, encrypt, input, output);
         });
     });
 }
@@ -36,7 +36,7 @@ void QVShell::runCipher(const Cipher& cipher) {
         const u32 rv = cipher(false, lastEncrypted, decrypted);
         printCipherResult(rv, decrypted);
     } else {
-        printUnknownWord();
+        std::cout << "Syntax error.\n";
     }
 }
 
@@ -47,23 +47,18 @@ void QVShell::printCipherResult(u32 rv, const std::vector<u8>& bytes) {
     }
 }
 
+// A lock that can't be given back is told like any command's, but doesn't end the loop here.
 bool QVShell::cmdExercise() {
-    bool isLocked = false;
-    // A lock that can't be given back is reported, but doesn't end the loop here.
-    onCard([&] {
-        isLocked = true;
-        exercise("3f00d8000001");
-    });
-    return isLocked;
+    return useCard([this] { exercise("3f00d8000001"); }) != CardUse::notLocked;
 }
 
 void QVShell::exercise(const std::string& path) {
     std::cout << "Remove " << path << '\n';
-    report(fileSystem_.del(talker_, path), "fs.del(): ");
+    report(fileSystem.del(talker, path), "fs.del(): ");
     std::cout << "Create " << path << '\n';
-    report(fileSystem_.createFile(talker_, path, exerciseSize, false),
+    report(fileSystem.createFile(talker, path, exerciseSize, false),
            "Cannot call fs.createFile(): ");
     std::cout << "Write to " << path << '\n';
-    report(fileSystem_.writeFile(talker_, path, 0, std::vector<u8>(exerciseSize)),
+    report(fileSystem.writeFile(talker, path, 0, std::vector<u8>(exerciseSize)),
            "fs.writeBinaryFile(): ");
 }

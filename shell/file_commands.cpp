@@ -3,23 +3,30 @@
 #include "include/result_numbers.h"
 #include "shell/qv_shell.h"
 
-const QVShell::Choice QVShell::privacy{"PRV", "PUB"};
-const QVShell::Choice QVShell::factors{"2F", "1F"};
+namespace {
 
-void QVShell::printSyntaxError() {
-    std::cout << "Syntax error\n";
+constexpr const char* privacy[] = {"PUB", "PRV"};
+constexpr const char* factors[] = {"1F", "2F"};
+
+}  // namespace
+
+void QVShell::makeByKeyword(const char* const (&keywords)[2], const std::function<u32(bool)>& make,
+                            const char* failure) {
+    const std::string word = readWord();
+    if (word == keywords[0] || word == keywords[1]) {
+        report(make(word == keywords[1]), failure);
+    } else {
+        std::cout << "Syntax error\n";
+    }
 }
 
 bool QVShell::cmdMakeDirectory() {
     return onCard([this] {
         const std::string path = readWord();
-        const std::optional<bool> isPrivate = readChoice(privacy);
-        if (isPrivate) {
-            report(fileSystem_.createDirectory(talker_, path, *isPrivate),
-                   "Cannot call fs.createDirectory(): ");
-        } else {
-            printSyntaxError();
-        }
+        const auto make = [&](bool isPrivate) {
+            return fileSystem.createDirectory(talker, path, isPrivate);
+        };
+        makeByKeyword(privacy, make, "Cannot call fs.createDirectory(): ");
     });
 }
 
@@ -27,26 +34,20 @@ bool QVShell::cmdMakeFile() {
     return onCard([this] {
         const std::string path = readWord();
         const u32 size = readNumber();
-        const std::optional<bool> isPrivate = readChoice(privacy);
-        if (isPrivate) {
-            report(fileSystem_.createFile(talker_, path, size, *isPrivate),
-                   "Cannot call fs.createFile(): ");
-        } else {
-            printSyntaxError();
-        }
+        const auto make = [&](bool isPrivate) {
+            return fileSystem.createFile(talker, path, size, isPrivate);
+        };
+        makeByKeyword(privacy, make, "Cannot call fs.createFile(): ");
     });
 }
 
 bool QVShell::cmdMakeKey() {
     return onCard([this] {
         const std::string path = readWord();
-        const std::optional<bool> isTwoFactor = readChoice(factors);
-        if (isTwoFactor) {
-            report(fileSystem_.createFile(talker_, path, *isTwoFactor),
-                   "Cannot call fs.createKey(): ");
-        } else {
-            printSyntaxError();
-        }
+        const auto make = [&](bool isTwoFactor) {
+            return fileSystem.createFile(talker, path, isTwoFactor);
+        };
+        makeByKeyword(factors, make, "Cannot call fs.createKey(): ");
     });
 }
 
@@ -56,7 +57,7 @@ bool QVShell::cmdRead() {
         const u32 offset = readNumber();
         const u32 length = readNumber();
         std::vector<u8> bytes;
-        const u32 rv = fileSystem_.readFile(talker_, path, offset, length, bytes);
+        const u32 rv = fileSystem.readFile(talker, path, offset, length, bytes);
         report(rv, "Cannot call fs.readBinaryFile(): ");
         if (rv == result::success) {
             printBytes(bytes);
@@ -69,7 +70,7 @@ bool QVShell::cmdWrite() {
         const std::string path = readWord();
         const u32 offset = readNumber();
         const std::vector<u8> bytes = readBytes();
-        report(fileSystem_.writeFile(talker_, path, offset, bytes),
+        report(fileSystem.writeFile(talker, path, offset, bytes),
                "Cannot call fs.writeBinaryFile(): ");
     });
 }
@@ -78,11 +79,10 @@ bool QVShell::cmdWriteKey() {
     return onCard([this] {
         const std::string path = readWord();
         const std::vector<u8> bytes = readBytes();
-        report(fileSystem_.writeFile(talker_, path, bytes), "Cannot call fs.writeKey(): ");
+        report(fileSystem.writeFile(talker, path, bytes), "Cannot call fs.writeKey(): ");
     });
 }
 
 bool QVShell::cmdRemove() {
-    return onCard(
-        [this] { report(fileSystem_.del(talker_, readWord()), "Cannot call fs.del(): "); });
+    return onCard([this] { report(fileSystem.del(talker, readWord()), "Cannot call fs.del(): "); });
 }

@@ -16,16 +16,12 @@ void printInfo(const QVFileInfo& info) {
               << "Private  : " << yesOrNo(info.isPrivate()) << '\n';
 }
 
-void printSizes(const std::vector<QVFileInfo>& infos) {
-    for (const QVFileInfo& info : infos) {
-        std::cout << info.name << ' ' << info.size << '\n';
-    }
+void printEntry(const std::string& name) {
+    std::cout << name << '\n';
 }
 
-void printNames(const std::vector<std::string>& names) {
-    for (const std::string& name : names) {
-        std::cout << name << '\n';
-    }
+void printEntry(const QVFileInfo& info) {
+    std::cout << info.name << ' ' << info.size << '\n';
 }
 
 }  // namespace
@@ -33,7 +29,7 @@ void printNames(const std::vector<std::string>& names) {
 bool QVShell::cmdInfo() {
     return onCard([this] {
         QVFileInfo info;
-        const u32 rv = fileSystem_.getFileInfo(talker_, readWord(), info);
+        const u32 rv = fileSystem.getFileInfo(talker, readWord(), info);
         if (rv == result::success) {
             printInfo(info);
         } else {
@@ -42,38 +38,29 @@ bool QVShell::cmdInfo() {
     });
 }
 
-bool QVShell::cmdList() {
-    return onCard([this] {
-        std::vector<std::string> names;
-        const u32 rv = fileSystem_.dir(talker_, readWord(), names);
+template <typename Entry>
+bool QVShell::list(Listing<Entry> listing, const char* failure) {
+    return onCard([this, listing, failure] {
+        std::vector<Entry> entries;
+        const u32 rv = (fileSystem.*listing)(talker, readWord(), entries);
         if (rv == result::success) {
-            printNames(names);
+            for (const Entry& entry : entries) {
+                printEntry(entry);
+            }
         } else {
-            printFailure(rv, "Cannot call fs.dir(): ");
+            printFailure(rv, failure);
         }
     });
+}
+
+bool QVShell::cmdList() {
+    return list(&QVFileSystem::dir, "Cannot call fs.dir(): ");
 }
 
 bool QVShell::cmdListFiles() {
-    return onCard([this] {
-        std::vector<QVFileInfo> infos;
-        const u32 rv = fileSystem_.listFiles(talker_, readWord(), infos);
-        if (rv == result::success) {
-            printSizes(infos);
-        } else {
-            printFailure(rv, "Cannot call fs.dir(): ");
-        }
-    });
+    return list(&QVFileSystem::listFiles, "Cannot call fs.dir(): ");
 }
 
 bool QVShell::cmdListDirectories() {
-    return onCard([this] {
-        std::vector<std::string> names;
-        const u32 rv = fileSystem_.listDirectories(talker_, readWord(), names);
-        if (rv == result::success) {
-            printNames(names);
-        } else {
-            printFailure(rv, "Cannot call fs.listDirectories(): ");
-        }
-    });
+    return list(&QVFileSystem::listDirectories, "Cannot call fs.listDirectories(): ");
 }

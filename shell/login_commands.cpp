@@ -1,13 +1,13 @@
 #include "shell/qv_shell.h"
 
 bool QVShell::cmdLogin() {
-    return onCard([this] { report(password_.login(talker_, readBytes()), "FAIL: "); });
+    return onCard([this] { report(password.login(talker, readBytes()), "FAIL: "); });
 }
 
 bool QVShell::cmdLogout() {
-    return onCard([this] { report(password_.logout(talker_), "FAIL: "); });
+    return onCard([this] { report(password.logout(talker), "FAIL: "); });
 }
 
 bool QVShell::cmdChangePassword() {
-    return onCard([this] { report(password_.changePassword(talker_, readBytes()), "FAIL: "); });
+    return onCard([this] { report(password.changePassword(talker, readBytes()), "FAIL: "); });
 }

@@ -53,9 +53,9 @@ const QVShell::Command QVShell::commands[] = {
 };
 
 QVShell::QVShell(const std::string& readerName)
-    : talker_(readerName, SCARD_SHARE_SHARED),
+    : talker(readerName, SCARD_SHARE_SHARED),
       commandHelp(std::begin(helpTexts), std::end(helpTexts)) {
-    talker_.create();  // a failure comes back from the first lock
+    talker.create();  // a failure comes back from the first lock
 }
 
 int QVShell::run() {
@@ -82,7 +82,7 @@ void QVShell::printBanner() {
     std::cout << "QV shell version 1.0\n"
                  "Veldane: console for the security tokens of the kSigil family\n"
                  "Reader \""
-              << talker_.getReaderName() << "\" leads to " << platform::readerTarget()
+              << talker.getReaderName() << "\" leads to " << platform::readerTarget()
               << "\n-------------------------------\n";
 }
 
@@ -92,12 +92,8 @@ bool QVShell::dispatch(const std::string& word) {
             return (this->*command.handler)();
         }
     }
-    printUnknownWord();
-    return true;
-}
-
-void QVShell::printUnknownWord() {
     std::cout << "Syntax error.\n";
+    return true;
 }
 
 bool QVShell::cmdHelp() {

@@ -2,7 +2,6 @@
 
 #include <functional>
 #include <map>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,8 +22,9 @@ class QVShell {
     QVShell(const QVShell&) = delete;
     QVShell& operator=(const QVShell&) = delete;
 
-    // The banner, then the loop until `exit`, the end of the input, or a command whose card lock
-    // failed. Gives the process's exit status: 1 after such a command, else 0.
+    // The banner, then the loop until `exit`, the end of the input, or a command that could not
+    // lock or unlock the card (for `t`, only lock). Gives the process's exit status: 1 after such a
+    // command, else 0.
     int run();
 
     // A result other than 0 in words for the operator, its number behind them.
@@ -39,22 +39,18 @@ class QVShell {
         Handler handler;
     };
 
-    // Two words that a command accepts, and no other.
-    struct Choice {
-        std::string_view yes;
-        std::string_view no;
-    };
+    // How a command's use of the card went.
+    enum class CardUse { notLocked, notUnlocked, complete };
 
     static const Command commands[];
-    static const Choice privacy;
-    static const Choice factors;
 
     void printBanner();
     bool dispatch(const std::string& word);
-    static void printUnknownWord();
 
-    // What every command on the token has in common. Runs `work` under the card lock; `work` reads
-    // the command's arguments, calls the service and prints. A lock that fails runs nothing.
+    // Runs a command's `work` under the card lock: it reads the arguments, calls the service and
+    // prints. A lock that fails runs nothing; an unlock that fails is told.
+    CardUse useCard(const std::function<void()>& work);
+    // The same as most handlers end: false, if the card could not be locked or unlocked.
     bool onCard(const std::function<void()>& work);
 
     // Arguments. Once a read has failed, each further one of the same command gives an empty word,
@@ -62,12 +58,10 @@ class QVShell {
     static std::string readWord();
     static std::vector<u8> readBytes();
     static u32 readNumber();
-    static std::optional<bool> readChoice(const Choice& choice);
 
     // "OK." for the result 0, else the failure line.
     static void report(u32 rv, const char* failure);
     static void printFailure(u32 rv, const char* failure);
-    static void printSyntaxError();
     static void printBytes(const std::vector<u8>& bytes);
 
     bool cmdHelp();
@@ -89,19 +83,32 @@ class QVShell {
     bool cmdDesx();
     bool cmdExercise();
 
+    // Reads the keyword that ends the command and makes the object that it asks for: `make` gets
+    // whether it was the second.
+    static void makeByKeyword(const char* const (&keywords)[2],
+                              const std::function<u32(bool)>& make, const char* failure);
+
+    // An operation of the file system that appends what is under a path.
+    template <typename Entry>
+    using Listing = u32 (QVFileSystem::*)(ApduTalker&, const std::string&,
+                                          std::vector<Entry>&) const;
+    // A command that prints such a listing, one entry a line.
+    template <typename Entry>
+    bool list(Listing<Entry> listing, const char* failure);
+
     // A service's encryption, with true, or decryption of the first vector into the second.
     using Cipher = std::function<u32(bool, const std::vector<u8>&, std::vector<u8>&)>;
 
-    // What `pr` and `dx` have in common from the operation word on.
+    // The part of `pr` and `dx` from the operation word on.
     void runCipher(const Cipher& cipher);
     static void printCipherResult(u32 rv, const std::vector<u8>& bytes);
 
     void exercise(const std::string& path);
 
-    RMApduTalker talker_;
-    QVPassword password_;
-    QVFileSystem fileSystem_;
-    QVProtector protector_;
-    std::vector<u8> lastEncrypted;  // what `pr` or `dx` encrypted last, for either to decrypt
+    RMApduTalker talker;
+    QVPassword password;
+    QVFileSystem fileSystem;
+    QVProtector protector;
+    std::vector<u8> lastEncrypted;  // the last output of `pr E` or `dx E`, for either to decrypt
     std::map<std::string, std::string> commandHelp;
 };

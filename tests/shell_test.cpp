@@ -68,6 +68,18 @@ TEST_F(Shell, FindsTheTokenPrepared) {
     EXPECT_EQ(run("", "KSIGIL_PCSC=none " QVPREPARE " any"), "Failed: 0x8010001d/1");
 }
 
+TEST_F(Shell, LeavesNoCoreDump) {
+    for (const std::string manager : {"embedded", "system"}) {
+        EXPECT_EQ(Programs::run(
+                      "ulimit -c unlimited; rm -f in; mkfifo in; exec 3<>in; export KSIGIL_PCSC=" +
+                      manager +
+                      "; sh -c 'echo $$ >pid; exec " QVSH " any' <in | { read banner;"
+                      "grep -c 'core file size *0 *0' /proc/$(cat pid)/limits; echo exit >in; }"),
+                  "1/0")
+            << manager;
+    }
+}
+
 TEST(CommandFrame, HoldsTheCardFromTheFirstArgumentOn) {
     const std::string begin = " | begin 101", end = " | end 101 0", sent = " | transmit 101 2 0 ";
     const std::string exercise = begin + sent + "15 10" + sent + "13 10" + sent + "15 10" + end;

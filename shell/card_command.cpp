@@ -7,17 +7,22 @@
 #include "shell/hex_byte_writer.h"
 #include "shell/qv_shell.h"
 
-bool QVShell::onCard(const std::function<void()>& work) {
-    u32 rv = talker_.lock();
-    if (rv == result::success) {
+QVShell::CardUse QVShell::useCard(const std::function<void()>& work) {
+    CardUse use = CardUse::notLocked;
+    if (talker.lock() == result::success) {
         work();
-        rv = talker_.unlock(SCARD_LEAVE_CARD);
+        const u32 rv = talker.unlock(SCARD_LEAVE_CARD);
+        use = rv == result::success ? CardUse::complete : CardUse::notUnlocked;
         if (rv != result::success) {
             std::cout << "Cannot unlock" << errorText(rv) << '\n';
         }
     }
     std::cin.clear();
-    return rv == result::success;
+    return use;
+}
+
+bool QVShell::onCard(const std::function<void()>& work) {
+    return useCard(work) == CardUse::complete;
 }
 
 std::string QVShell::readWord() {
@@ -35,15 +40,6 @@ u32 QVShell::readNumber() {
     u32 number = 0;
     std::cin >> number;
     return std::cin.fail() ? 0 : number;
-}
-
-std::optional<bool> QVShell::readChoice(const Choice& choice) {
-    const std::string word = readWord();
-    std::optional<bool> chosen;
-    if (word == choice.yes || word == choice.no) {
-        chosen = word == choice.yes;
-    }
-    return chosen;
 }
 
 void QVShell::report(u32 rv, const char* failure) {
