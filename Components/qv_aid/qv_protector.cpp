@@ -38,55 +38,74 @@ u32 QVProtector::maxOperationLength(u32 inputLength, u32* outputLength) const {
     return log.serviceExit(result::success);
 }
 
-u32 QVProtector::initialize(ApduTalker& talker, bool create) {
-    const OperationLog log = logEntered("QVProtector::initialize");
-    dirPath.clear();
-    keyPath.clear();
-    u32 rv = findEntry(talker, create);
-    if (rv == result::success) {
-        dirPath.insert(0, rootPath);
-        rv = findDirectory(talker, create);
-    }
-    if (rv == result::success) {
-        keyPath = dirPath + keyFileId;
-        rv = findKey(talker, create);
-    }
-    return log.serviceExit(rv);
-}
-
-u32 QVProtector::findEntry(ApduTalker& talker, bool create) {
-    const QVAppEntry entries;
-    std::vector<u8> directory;
+u32 QVProtector::look(ApduTalker& talker, std::vector<Part>& parts) const {
+    std::string directory;
     bool exists = false;
-    u32 rv = entries.isAppEntryExist(talker, applicationId, exists);
+    u32 rv = findEntry(talker, exists, directory);
+    if (rv == result::success || exists) {  // one that cannot be read is there as well
+        parts.push_back({"", exists});
+    }
     if (rv == result::success && exists) {
-        rv = entries.get_kSAppEntry(talker, applicationId, directory);
-        dirPath.assign(directory.begin(), directory.end());
-    } else if (rv == result::success && create) {
-        dirPath = protectorDirectory;
-        rv = entries.findNextDirectory(talker, dirPath);
-        if (rv == result::success) {
-            directory.assign(dirPath.begin(), dirPath.end());
-            rv = entries.set_kSAppEntry(talker, applicationId, directory);
+        directory.insert(0, rootPath);
+        for (const std::string& path : {directory, directory + keyFileId}) {
+            if (rv == result::success) {
+                rv = fileSystem.isFileExists(talker, path, exists);
+            }
+            if (rv == result::success) {
+                parts.push_back({path, exists});
+            }
         }
     }
     return rv;
 }
 
-u32 QVProtector::findDirectory(ApduTalker& talker, bool create) {
+u32 QVProtector::initialize(ApduTalker& talker, bool create) {
+    const OperationLog log = logEntered("QVProtector::initialize");
+    dirPath.clear();
+    keyPath.clear();
     bool exists = false;
-    u32 rv = fileSystem.isFileExists(talker, dirPath, exists);
-    if (rv == result::success && !exists) {
-        rv = create ? makeDirectory(talker) : result::protectorAbsent;
+    u32 rv = findEntry(talker, exists, dirPath);
+    if (rv == result::success && !exists && create) {
+        rv = makeEntry(talker);
+    }
+    if (rv == result::success) {
+        dirPath.insert(0, rootPath);
+        rv = find(talker, dirPath, create ? &QVProtector::makeDirectory : nullptr);
+    }
+    if (rv == result::success) {
+        keyPath = dirPath + keyFileId;
+        rv = find(talker, keyPath, create ? &QVProtector::makeKey : nullptr);
+    }
+    return log.serviceExit(rv);
+}
+
+u32 QVProtector::findEntry(ApduTalker& talker, bool& exists, std::string& directory) const {
+    const QVAppEntry entries;
+    std::vector<u8> content;
+    u32 rv = entries.isAppEntryExist(talker, applicationId, exists);
+    if (rv == result::success && exists) {
+        rv = entries.get_kSAppEntry(talker, applicationId, content);
+        directory.assign(content.begin(), content.end());
     }
     return rv;
 }
 
-u32 QVProtector::findKey(ApduTalker& talker, bool create) {
+u32 QVProtector::find(ApduTalker& talker, const std::string& path,
+                      u32 (QVProtector::*make)(ApduTalker&)) {
     bool exists = false;
-    u32 rv = fileSystem.isFileExists(talker, keyPath, exists);
+    u32 rv = fileSystem.isFileExists(talker, path, exists);
     if (rv == result::success && !exists) {
-        rv = create ? makeKey(talker) : result::protectorAbsent;
+        rv = make != nullptr ? (this->*make)(talker) : result::protectorAbsent;
+    }
+    return rv;
+}
+
+u32 QVProtector::makeEntry(ApduTalker& talker) {
+    const QVAppEntry entries;
+    dirPath = protectorDirectory;
+    u32 rv = entries.findNextDirectory(talker, dirPath);
+    if (rv == result::success) {
+        rv = entries.set_kSAppEntry(talker, applicationId, {dirPath.begin(), dirPath.end()});
     }
     return rv;
 }

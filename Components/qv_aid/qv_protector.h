@@ -19,8 +19,11 @@
 // They stop at the first failure and undo nothing.
 class QVProtector {
   public:
-    static constexpr u32 applicationId = 0x30003000;
-    static constexpr char keyFileId[] = "0001";
+    // The application entry, the directory that it names or the key in that.
+    struct Part {
+        std::string path;  // empty for the entry
+        bool isThere;
+    };
 
     // Opens a random source. Touches no token.
     QVProtector();
@@ -46,16 +49,29 @@ class QVProtector {
     // 0xFFFFFFF7) yields. Always 0; touches no token and needs no lock.
     u32 maxOperationLength(u32 inputLength, u32* outputLength) const;
 
+    // Looks for the entry and, if it is there, for the directory and the key; appends them to
+    // `parts` in this order and changes nothing. On failure those before it are in `parts`.
+    u32 look(ApduTalker& talker, std::vector<Part>& parts) const;
+
+    // The kind of the random source from which `create` takes a key's value, as Rng numbers them.
+    u32 sourceKind() const { return rng->sourceKind(); }
+
   private:
+    static constexpr u32 applicationId = 0x30003000;
+    static constexpr char keyFileId[] = "0001";
+
     // Sets the two paths from what the token holds. What is missing is made with `create`, else it
     // is result::protectorAbsent.
     u32 initialize(ApduTalker& talker, bool create);
 
-    // The steps of `initialize`. The first sets `dirPath` to the directory's 4 digits, or leaves it
-    // empty where there is no entry and none is to be made.
-    u32 findEntry(ApduTalker& talker, bool create);
-    u32 findDirectory(ApduTalker& talker, bool create);
-    u32 findKey(ApduTalker& talker, bool create);
+    // Whether there is an entry, and the 4 digits that it holds. `exists` is right also where they
+    // cannot be read.
+    u32 findEntry(ApduTalker& talker, bool& exists, std::string& directory) const;
+    // Looks for the object at `path`. One that is missing is made, or is result::protectorAbsent
+    // where `make` is null.
+    u32 find(ApduTalker& talker, const std::string& path, u32 (QVProtector::*make)(ApduTalker&));
+    // Sets `dirPath` to the 4 digits that it enters.
+    u32 makeEntry(ApduTalker& talker);
     u32 makeDirectory(ApduTalker& talker);
     u32 makeKey(ApduTalker& talker);
 
