@@ -21,7 +21,7 @@ class Apdu {
     Apdu& operator=(const Apdu&) = delete;
 
     u8* data() { return command.get() + headerLength; }
-    const u8* reply() const { return reply_.get(); }
+    const u8* reply() const { return replyBuffer.get(); }
 
     // Gives the talker's result unchanged, except where the talker reports success with fewer than
     // 2 bytes or with more than there was room for: result::communicationError. 0 means that a
@@ -38,7 +38,7 @@ class Apdu {
     static constexpr u32 headerLength = 7;
     static constexpr u32 statusLength = 2;
 
-    std::unique_ptr<u8[]> reply_;
+    std::unique_ptr<u8[]> replyBuffer;
     std::unique_ptr<u8[]> command;
     u32 replyLength;  // the room for the reply; from the exchange on, what arrived (0 or from 2 on)
     u32 commandLength;

@@ -13,11 +13,11 @@ class ApduSelectFile : public Apdu {
         // The ids follow, root first.
     };
     struct Reply {
-        Le16 notRead;
+        ksigil::Le16 notRead;
         u8 type;
         u8 attribute;
-        Le16 size;  // bytes
-        Le16 notReadEither;
+        ksigil::Le16 size;  // bytes
+        ksigil::Le16 notReadEither;
     };
 
     // One level.
@@ -27,7 +27,7 @@ class ApduSelectFile : public Apdu {
     ApduSelectFile(u8 mode, const u16* fileIds, u32 count);
 
     Data* data() { return reinterpret_cast<Data*>(Apdu::data()); }
-    Le16* fileIds() { return reinterpret_cast<Le16*>(Apdu::data() + sizeof(Data)); }
+    ksigil::Le16* fileIds() { return reinterpret_cast<ksigil::Le16*>(Apdu::data() + sizeof(Data)); }
     const Reply* reply() const { return reinterpret_cast<const Reply*>(Apdu::reply()); }
 };
 
@@ -35,11 +35,11 @@ class ApduSelectFile : public Apdu {
 class ApduListDirectory : public Apdu {
   public:
     struct Data {
-        Le16 limit;
+        ksigil::Le16 limit;
         u8 selector;
     };
     struct Reply {
-        Le16 count;
+        ksigil::Le16 count;
         // The ids follow, in the token's order.
     };
 
@@ -49,8 +49,8 @@ class ApduListDirectory : public Apdu {
 
     Data* data() { return reinterpret_cast<Data*>(Apdu::data()); }
     const Reply* reply() const { return reinterpret_cast<const Reply*>(Apdu::reply()); }
-    const Le16* fileIds() const {
-        return reinterpret_cast<const Le16*>(Apdu::reply() + sizeof(Reply));
+    const ksigil::Le16* fileIds() const {
+        return reinterpret_cast<const ksigil::Le16*>(Apdu::reply() + sizeof(Reply));
     }
 };
 

@@ -11,8 +11,8 @@ class ApduCreateFile : public Apdu {
     struct Data {
         u8 type;
         u8 attribute;
-        Le16 size;  // bytes
-        Le16 fileId;
+        ksigil::Le16 size;  // bytes
+        ksigil::Le16 fileId;
     };
 
     ApduCreateFile(u8 type, u8 attribute, u16 size, u16 fileId);
@@ -32,16 +32,20 @@ class ApduDeleteFile : public Apdu {
     Data* data() { return reinterpret_cast<Data*>(Apdu::data()); }
 };
 
+namespace ksigil {
+
 // Where in the selected file, in bytes.
 struct ApduRange {
     Le16 offset;
     Le16 length;
 };
 
+}  // namespace ksigil
+
 // The reply data are the file's bytes.
 class ApduReadBinary : public Apdu {
   public:
-    using Data = ApduRange;
+    using Data = ksigil::ApduRange;
 
     // Room for `length` bytes of reply data; the frame asks for the low 16 bits of it.
     ApduReadBinary(u16 offset, u32 length);
@@ -51,7 +55,7 @@ class ApduReadBinary : public Apdu {
 
 class ApduWriteBinary : public Apdu {
   public:
-    using Data = ApduRange;
+    using Data = ksigil::ApduRange;
 
     // Writes the range; the caller copies `length` bytes to `payload()`.
     ApduWriteBinary(u16 offset, u32 length);
@@ -63,4 +67,4 @@ class ApduWriteBinary : public Apdu {
 
 static_assert(sizeof(ApduCreateFile::Data) == 6 && alignof(ApduCreateFile::Data) == 1);
 static_assert(sizeof(ApduDeleteFile::Data) == 1);
-static_assert(sizeof(ApduRange) == 4 && alignof(ApduRange) == 1);
+static_assert(sizeof(ksigil::ApduRange) == 4 && alignof(ksigil::ApduRange) == 1);

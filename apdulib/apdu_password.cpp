@@ -2,22 +2,22 @@
 
 #include <algorithm>
 
-ApduLogin::ApduLogin(u32 length) : Apdu(0x20, length + 1, 0) {
+namespace ksigil {
+
+template <u8 ins>
+ApduPassword<ins>::ApduPassword(u32 length) : Apdu(ins, length + 1, 0) {
     data()->length = static_cast<u8>(length);
 }
 
-ApduLogin::ApduLogin(const u8* password, u32 length) : ApduLogin(length) {
+template <u8 ins>
+ApduPassword<ins>::ApduPassword(const u8* password, u32 length) : ApduPassword(length) {
     std::copy_n(password, length, this->password());
 }
 
-ApduChangePassword::ApduChangePassword(u32 length) : Apdu(0xD4, length + 1, 0) {
-    data()->length = static_cast<u8>(length);
-}
+template class ApduPassword<0x20>;
+template class ApduPassword<0xD4>;
 
-ApduChangePassword::ApduChangePassword(const u8* password, u32 length)
-    : ApduChangePassword(length) {
-    std::copy_n(password, length, this->password());
-}
+}  // namespace ksigil
 
 ApduLogout::ApduLogout() : Apdu(0xDC, sizeof(Data), 0) {
     data()->unused = 0;

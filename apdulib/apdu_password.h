@@ -5,35 +5,28 @@
 // The commands that carry a password and the one that ends the login. Lengths are in bytes, at most
 // 0xFFFFFFF7; the length byte in the frame keeps the low 8 bits. None has reply data.
 
-struct ApduPasswordData {
-    u8 length;
-    // The password's bytes follow.
-};
+namespace ksigil {
 
-class ApduLogin : public Apdu {
+template <u8 ins>
+class ApduPassword : public Apdu {
   public:
-    using Data = ApduPasswordData;
+    struct Data {
+        u8 length;
+        // The password's bytes follow.
+    };
 
     // Writes the length; the caller copies the bytes to `password()`.
-    explicit ApduLogin(u32 length);
-    ApduLogin(const u8* password, u32 length);
+    explicit ApduPassword(u32 length);
+    ApduPassword(const u8* password, u32 length);
 
     Data* data() { return reinterpret_cast<Data*>(Apdu::data()); }
     u8* password() { return Apdu::data() + sizeof(Data); }
 };
 
-// Carries the new password alone.
-class ApduChangePassword : public Apdu {
-  public:
-    using Data = ApduPasswordData;
+}  // namespace ksigil
 
-    // Writes the length; the caller copies the bytes to `password()`.
-    explicit ApduChangePassword(u32 length);
-    ApduChangePassword(const u8* password, u32 length);
-
-    Data* data() { return reinterpret_cast<Data*>(Apdu::data()); }
-    u8* password() { return Apdu::data() + sizeof(Data); }
-};
+using ApduLogin = ksigil::ApduPassword<0x20>;
+using ApduChangePassword = ksigil::ApduPassword<0xD4>;  // carries the new password alone
 
 class ApduLogout : public Apdu {
   public:
@@ -46,4 +39,4 @@ class ApduLogout : public Apdu {
     Data* data() { return reinterpret_cast<Data*>(Apdu::data()); }
 };
 
-static_assert(sizeof(ApduPasswordData) == 1 && sizeof(ApduLogout::Data) == 1);
+static_assert(sizeof(ApduLogin::Data) == 1 && sizeof(ApduLogout::Data) == 1);

@@ -2,6 +2,8 @@
 
 #include "include/result_numbers.h"
 
+using namespace ksigil;
+
 namespace {
 
 bool connectionIsLost(u32 rv) {

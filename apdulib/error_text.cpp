@@ -5,6 +5,8 @@
 #include "apdulib/status_message.h"
 #include "include/result_numbers.h"
 
+namespace ksigil {
+
 std::string errorText(u32 rv) {
     std::string text;
     if (result::isStatusWord(rv)) {
@@ -18,3 +20,5 @@ std::string errorText(u32 rv) {
     const auto [end, error] = std::to_chars(std::begin(digits), std::end(digits), rv, 16);
     return text.append("0x").append(digits, end);
 }
+
+}  // namespace ksigil

@@ -5,6 +5,8 @@
 #include "support/assertion.h"
 #include "support/security_attributes.h"
 
+using namespace ksigil;
+
 namespace {
 
 constexpr const char* mutexName = "{69614115-19CA-4D5E-9B97-7DD75A3E9464}";

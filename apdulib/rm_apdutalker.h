@@ -8,7 +8,9 @@
 #include "platform/win32.h"
 #include "support/mt_lock.h"
 
+namespace ksigil {
 class OperationLog;
+}
 
 // The channel to the token through a PC/SC reader. Each thread has a connection of its own, made at
 // its first operation and then reused; all talkers of one reader in this process share them, and
@@ -64,7 +66,7 @@ class RMApduTalker : public ApduTalker {
 
   private:
     // The constructor's body. `log` has the entry, which comes before the mutex: that can fail.
-    RMApduTalker(const OperationLog& log, const std::string& reader, u32 mode);
+    RMApduTalker(const ksigil::OperationLog& log, const std::string& reader, u32 mode);
 
     u32 openTable();
     u32 openContext(ReaderContext& reservation, ReaderContext*& out);

@@ -33,6 +33,10 @@ const char* colourName(u8 code) {
     return code < std::size(colours) ? colours[code] : undefined;
 }
 
+namespace ksigil {
+
 const char* packageName(u32 index) {
     return index < std::size(packages) ? packages[index] : undefined;
 }
+
+}  // namespace ksigil

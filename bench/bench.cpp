@@ -20,6 +20,8 @@
 #include "platform/embedded_resource_manager.h"
 #include "shell/hex_byte_writer.h"
 
+using namespace ksigil;
+
 namespace {
 
 constexpr std::uint32_t frameBytes = 986;

@@ -2,6 +2,8 @@
 
 #include "include/basic_types.h"
 
+namespace ksigil {
+
 // A 16-bit number as it stands in data fields and replies: low byte first, at any address.
 class Le16 {
   public:
@@ -16,3 +18,5 @@ class Le16 {
 };
 
 static_assert(sizeof(Le16) == 2 && alignof(Le16) == 1);
+
+}  // namespace ksigil

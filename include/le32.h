@@ -2,6 +2,8 @@
 
 #include "include/le16.h"
 
+namespace ksigil {
+
 // A 32-bit number as it stands in a file of the token: low byte first, at any address.
 class Le32 {
   public:
@@ -16,3 +18,5 @@ class Le32 {
 };
 
 static_assert(sizeof(Le32) == 4 && alignof(Le32) == 1);
+
+}  // namespace ksigil

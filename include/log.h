@@ -6,6 +6,8 @@
 #include "include/basic_types.h"
 #include "include/log_words.h"
 
+namespace ksigil {
+
 // The program's trace: lines in the one file qvsh.log, which stands in the directory that the
 // configuration names, else in the temporary one, and is opened and emptied before `main`. Source
 // files write to it through include/log_gate.h; support/log.cpp keeps the file.
@@ -78,3 +80,5 @@ class OperationLog {
     LogGate& gate_;
     LogText label_;
 };
+
+}  // namespace ksigil

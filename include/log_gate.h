@@ -17,30 +17,34 @@
 // With the trace off a statement is the test of the gate's state; it has no effect on the operation
 // around it in any case.
 
-static constinit LogGate logGate;
+namespace ksigil {
 
-static inline bool logEnabled() noexcept {
-    return logGate.logEnabled();
-}
+static constinit LogGate logGate;
 
 static inline OperationLog logEntered(LogText label) noexcept {
     return {logGate, label};
 }
 
 static inline void logEvent(LogText label, LogText text) noexcept {
-    if (logEnabled()) [[unlikely]] {
+    if (logGate.logEnabled()) [[unlikely]] {
         writeLog(label, text);
     }
 }
 
 static inline void logEvent(LogText label, LogText text, LogNumber value) noexcept {
-    if (logEnabled()) [[unlikely]] {
+    if (logGate.logEnabled()) [[unlikely]] {
         writeLog(label, text, LogForm::decimal, value);
     }
 }
 
 static inline void logEvent(LogText label, LogText text, LogPath path) noexcept {
-    if (logEnabled()) [[unlikely]] {
+    if (logGate.logEnabled()) [[unlikely]] {
         writeLog(label, text, path);
     }
+}
+
+}  // namespace ksigil
+
+static inline bool logEnabled() noexcept {
+    return ksigil::logGate.logEnabled();
 }

@@ -7,6 +7,8 @@
 
 #include "include/basic_types.h"
 
+namespace ksigil {
+
 // What may stand in a line of the trace: literals, whole 32-bit numbers and token paths. Bytes and
 // texts that a program has read do not convert to any of them, so that it takes intent to put a
 // password, a key or a file's content there.
@@ -50,3 +52,5 @@ class LogPath {
   private:
     std::string_view path_;
 };
+
+}  // namespace ksigil

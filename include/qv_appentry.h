@@ -20,18 +20,22 @@ struct AppEntryRecord {
     AppEntryRecord(u32 applicationId, const std::vector<u8>& c);
 
     u8 marker;
-    Le32 id;
+    ksigil::Le32 id;
     std::array<u8, 4> content;
 };
 
 static_assert(sizeof(AppEntryRecord) == 9 && alignof(AppEntryRecord) == 1 &&
               std::is_trivially_copyable_v<AppEntryRecord>);
 
+namespace ksigil {
+
 // The directory ids from which applications start to look for a free one.
 inline constexpr const char* applicationDirectories[] = {
     "8000", "7000", "6000", "9000", "4000", "3500", "4500", "2000", "3000", "8500", "5500",
 };
 inline constexpr const char* protectorDirectory = applicationDirectories[8];
+
+}  // namespace ksigil
 
 // The token's table of application entries: 4 bytes of content, the digits of a directory's id, for
 // a 32-bit application id. It is the public file "3f00a1a1": a label of 30 bytes, then records of

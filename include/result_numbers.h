@@ -4,7 +4,7 @@
 
 // The numbers by which operations report. 0 is success, 0xE006xxxx the token's status word xxxx;
 // what is not named here is a PC/SC or system error, passed up unchanged.
-namespace result {
+namespace ksigil::result {
 
 constexpr u32 success = 0;
 constexpr u32 notEnoughMemory = 0x8;         // ERROR_NOT_ENOUGH_MEMORY: no free directory id
@@ -21,4 +21,4 @@ constexpr bool isStatusWord(u32 rv) {
     return ((rv >> 16) & 0x1FFF) == 6;
 }
 
-}  // namespace result
+}  // namespace ksigil::result

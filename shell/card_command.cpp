@@ -7,6 +7,8 @@
 #include "shell/hex_byte_writer.h"
 #include "shell/qv_shell.h"
 
+using namespace ksigil;
+
 QVShell::CardUse QVShell::useCard(const std::function<void()>& work) {
     CardUse use = CardUse::notLocked;
     if (talker.lock() == result::success) {
@@ -55,7 +57,7 @@ void QVShell::printFailure(u32 rv, const char* failure) {
 }
 
 std::string QVShell::errorText(u32 rv) {
-    return ::errorText(rv);
+    return ksigil::errorText(rv);
 }
 
 void QVShell::printBytes(const std::vector<u8>& bytes) {

@@ -3,6 +3,8 @@
 #include "include/result_numbers.h"
 #include "shell/qv_shell.h"
 
+using namespace ksigil;
+
 namespace {
 
 constexpr const char* privacy[] = {"PUB", "PRV"};

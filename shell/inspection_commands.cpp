@@ -3,6 +3,8 @@
 #include "include/result_numbers.h"
 #include "shell/qv_shell.h"
 
+using namespace ksigil;
+
 namespace {
 
 const char* yesOrNo(bool yes) {

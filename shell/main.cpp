@@ -9,7 +9,7 @@ int main(int argc, char**) {
     std::ios::sync_with_stdio(false);
     int status = 1;
     if (argc == 2) {
-        QVShell shell(readerName);
+        QVShell shell(ksigil::readerName);
         status = shell.run();
     } else {
         std::cout << "Usage QVSh <readername>\n";

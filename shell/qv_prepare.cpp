@@ -15,6 +15,8 @@
 #include "platform/win32.h"
 #include "support/exception.h"
 
+using namespace ksigil;
+
 namespace {
 
 using Parts = std::vector<QVProtector::Part>;

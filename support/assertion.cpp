@@ -12,7 +12,7 @@ bool (*gate)() = nullptr;
 
 }  // namespace
 
-AssertionGate::AssertionGate(bool (*logEnabled)()) {
+ksigil::AssertionGate::AssertionGate(bool (*logEnabled)()) {
     gate = logEnabled;
 }
 

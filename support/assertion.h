@@ -5,9 +5,13 @@
 // name the check's site and stay as they are when the source around it moves.
 [[noreturn]] void assertionFailed(const char* expression, const char* file, int line);
 
+namespace ksigil {
+
 // A gate of the trace: while it is open, reports go to the debugger too. Stands as a static object
 // in the one source whose gate that is.
 class AssertionGate {
   public:
     explicit AssertionGate(bool (*logEnabled)());
 };
+
+}  // namespace ksigil

@@ -8,6 +8,8 @@
 #include "support/log_key.h"
 #include "support/log_line.h"
 
+namespace ksigil {
+
 namespace {
 
 constexpr std::string_view fileName = "qvsh.log";
@@ -126,3 +128,5 @@ void LogGate::configure() noexcept {
         logState.store(open ? enabled : disabled, std::memory_order_release);
     }
 }
+
+}  // namespace ksigil

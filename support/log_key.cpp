@@ -1,5 +1,7 @@
 #include "support/log_key.h"
 
+namespace ksigil {
+
 LogKey::LogKey()
     : isOpen_(RegOpenKeyExA(HKEY_LOCAL_MACHINE, "Software\\Veldane\\kSigil\\Logging", 0, KEY_READ,
                             &key_) == ERROR_SUCCESS) {}
@@ -14,3 +16,5 @@ bool LogKey::read(const char* name, void* data, DWORD size) const {
     return isOpen_ && RegQueryValueExA(key_, name, nullptr, nullptr, static_cast<BYTE*>(data),
                                        &size) == ERROR_SUCCESS;
 }
+
+}  // namespace ksigil

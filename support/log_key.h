@@ -2,6 +2,8 @@
 
 #include "platform/win32.h"
 
+namespace ksigil {
+
 // The registry key of the trace's configuration, open for reading while it exists.
 class LogKey {
   public:
@@ -19,3 +21,5 @@ class LogKey {
     HKEY key_ = nullptr;
     bool isOpen_;
 };
+
+}  // namespace ksigil

@@ -6,6 +6,8 @@
 
 #include "platform/win32.h"
 
+namespace ksigil {
+
 namespace {
 
 constexpr std::size_t fieldWidth = 10;
@@ -68,3 +70,5 @@ void LogLine::padField(std::size_t start) {
         add(" ");
     }
 }
+
+}  // namespace ksigil

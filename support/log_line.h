@@ -8,6 +8,8 @@
 #include "include/basic_types.h"
 #include "include/log_words.h"
 
+namespace ksigil {
+
 // One line of the trace, in a buffer that holds the longest:
 //   1234      56        QVPassword::login: entered
 // The process, the thread and the label are padded to 10 characters each; a longer one stands
@@ -33,3 +35,5 @@ class LogLine {
     std::array<char, 1280> buffer_;
     std::size_t length_ = 0;
 };
+
+}  // namespace ksigil

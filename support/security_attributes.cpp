@@ -8,7 +8,7 @@ bool hasSecurity() {
     return GetVersionExA(&version) != FALSE && version.dwPlatformId == VER_PLATFORM_WIN32_NT;
 }
 
-[[maybe_unused]] const SecurityAttributes& builtBeforeMain = processSecurityAttributes();
+[[maybe_unused]] const SecurityAttributes& builtBeforeMain = ksigil::processSecurityAttributes();
 
 }  // namespace
 
@@ -35,8 +35,12 @@ SECURITY_ATTRIBUTES* SecurityAttributes::get() {
     return descriptor != nullptr ? &attributes : nullptr;
 }
 
+namespace ksigil {
+
 SecurityAttributes& processSecurityAttributes() {
     // Whoever calls this while it is built itself is destroyed first.
     static SecurityAttributes attributes;
     return attributes;
 }
+
+}  // namespace ksigil

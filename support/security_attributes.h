@@ -20,6 +20,10 @@ class SecurityAttributes {
     SECURITY_DESCRIPTOR* descriptor = nullptr;
 };
 
+namespace ksigil {
+
 // The process's one instance, built before `main`. It outlives each static object that asks for it
 // in its constructor.
 SecurityAttributes& processSecurityAttributes();
+
+}  // namespace ksigil

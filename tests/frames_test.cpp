@@ -10,6 +10,8 @@
 #include "apdulib/token_names.h"
 #include "tests/recording_talker.h"
 
+using namespace ksigil;
+
 namespace {
 
 const Bytes counted{0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};

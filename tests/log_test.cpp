@@ -9,6 +9,8 @@
 #include "tests/recording_resource_manager.h"
 #include "tests/shell_runs.h"
 
+using namespace ksigil;
+
 namespace {
 
 using testing::ContainsRegex, testing::MatchesRegex;

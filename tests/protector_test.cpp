@@ -8,6 +8,8 @@
 #include "tests/recording_talker.h"
 #include "tests/shell_runs.h"
 
+using namespace ksigil;
+
 namespace {
 
 const QVFileSystem fs;

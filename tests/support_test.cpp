@@ -11,6 +11,8 @@
 #include "support/security_attributes.h"
 #include "support/software_rng.h"
 
+using namespace ksigil;
+
 namespace {
 
 template <class Exception = VDW::Win32Exception>

@@ -10,6 +10,8 @@
 #include "include/result_numbers.h"
 #include "support/assertion.h"
 
+using namespace ksigil;
+
 namespace {
 
 constexpr char filePath[] = "3f00a1a1";

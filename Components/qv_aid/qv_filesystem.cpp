@@ -10,6 +10,8 @@
 #include "include/log_gate.h"
 #include "include/result_numbers.h"
 
+using namespace ksigil;
+
 namespace {
 
 constexpr u32 largestChunk = 986;      // bytes of file content in one frame

@@ -4,6 +4,8 @@
 #include "include/result_numbers.h"
 #include "support/assertion.h"
 
+using namespace ksigil;
+
 namespace {
 
 constexpr std::size_t digitsPerLevel = 4;

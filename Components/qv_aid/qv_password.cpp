@@ -6,6 +6,8 @@
 #include "include/log_gate.h"
 #include "include/result_numbers.h"
 
+using namespace ksigil;
+
 namespace {
 
 constexpr std::size_t longestPassword = 0xFFFFFFF7;

@@ -5,6 +5,8 @@
 #include "include/result_numbers.h"
 #include "support/create_rng.h"
 
+using namespace ksigil;
+
 namespace {
 
 constexpr u32 keyLength = 16;   // bytes of a key's value

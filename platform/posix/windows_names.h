@@ -21,6 +21,14 @@ using LPCSTR = const char*;
 using HKEY = void*;
 using REGSAM = DWORD;
 
+namespace platform {
+
+// Known by their addresses.
+inline char localMachineKey{};
+inline char noHandle{};
+
+}  // namespace platform
+
 constexpr BOOL FALSE = 0;
 constexpr BOOL TRUE = 1;
 
@@ -35,8 +43,7 @@ constexpr DWORD ERROR_ALREADY_EXISTS = 183;
 constexpr DWORD ERROR_MORE_DATA = 234;
 constexpr DWORD ERROR_NOT_OWNER = 288;
 
-inline char localMachineKey{};  // known by its address
-#define HKEY_LOCAL_MACHINE (static_cast<HKEY>(&localMachineKey))
+#define HKEY_LOCAL_MACHINE (static_cast<HKEY>(&platform::localMachineKey))
 constexpr REGSAM KEY_READ = 0x20019;
 constexpr DWORD MAX_PATH = 260;
 
@@ -49,8 +56,7 @@ constexpr DWORD WAIT_FAILED = 0xFFFFFFFF;
 constexpr DWORD PAGE_READWRITE = 4;
 constexpr DWORD FILE_MAP_WRITE = 2;
 constexpr DWORD FILE_MAP_READ = 4;
-inline char noHandle{};  // likewise
-#define INVALID_HANDLE_VALUE (static_cast<HANDLE>(&noHandle))
+#define INVALID_HANDLE_VALUE (static_cast<HANDLE>(&platform::noHandle))
 
 constexpr DWORD PROV_RSA_FULL = 1;
 constexpr DWORD PROV_INTEL_SEC = 22;
