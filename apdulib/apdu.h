@@ -23,9 +23,9 @@ class Apdu {
     u8* data() { return command.get() + headerLength; }
     const u8* reply() const { return replyBuffer.get(); }
 
-    // Gives the talker's result unchanged, except where the talker reports success with fewer than
-    // 2 bytes or with more than there was room for: result::communicationError. 0 means that a
-    // status word is there; on any failure the reply is not to be read.
+    // Gives the talker's result unchanged, but result::communicationError for a success with fewer
+    // than 2 bytes or with more than there was room for. 0 means that a status word is there; on
+    // any failure the reply is not to be read.
     u32 send(ApduTalker& talker);
 
     // How many bytes of reply data arrived, without the status word. For after `send`.

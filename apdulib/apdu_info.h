@@ -2,7 +2,8 @@
 
 #include "apdulib/apdu.h"
 
-// What the token tells of itself. Neither needs a selection; their replies are plain bytes here.
+// The commands by which the token describes itself. Neither needs a selection; their replies are
+// plain bytes here.
 
 class ApduGetInfo : public Apdu {
   public:

@@ -3,10 +3,10 @@
 #include "apdulib/rm_apdutalker.h"
 
 // A talker that mends a lost connection. An operation that fails with 6 (ERROR_INVALID_HANDLE),
-// 0x80100017 (reader unavailable), 0x80100069 (card removed) or 0x80100068 (card reset) makes the
-// calling thread's connection good again and runs once more, without delay; a connection that
-// cannot be mended gives that failure instead. All but the reset end the thread's lock: what is
-// retried then runs without one, and `unlock` gives 0.
+// 0x80100017 (reader unavailable), 0x80100069 (card removed) or 0x80100068 (card reset) connects
+// the calling thread anew and runs once more, without delay. A connection that cannot be mended
+// gives its own failure instead. All but the reset end the thread's lock: the operation then runs
+// again without one, and `unlock` gives 0.
 class AutoReconnectTalker final : public RMApduTalker {
   public:
     using RMApduTalker::RMApduTalker;

@@ -23,8 +23,8 @@ struct ReaderContext {
     // Ends a reservation. The one change of a record in a table that needs no mutex.
     void release();
 
-    // Note that the card's transaction is open, and that it has ended. A note that does not change
-    // anything ends the process.
+    // Note that the card's transaction is open, and that it has ended. To note either twice in a
+    // row ends the process.
     void lockGrabbed();
     void lockReleased();
 };

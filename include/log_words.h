@@ -9,9 +9,9 @@
 
 namespace ksigil {
 
-// What may stand in a line of the trace: literals, whole 32-bit numbers and token paths. Bytes and
-// texts that a program has read do not convert to any of them, so that it takes intent to put a
-// password, a key or a file's content there.
+// The only values that a line of the trace takes: literals, whole 32-bit numbers and token paths.
+// Bytes, and texts that a program has read, do not convert to any of them. So nobody puts a
+// password, a key or a file's content into the trace by accident.
 
 // A text that is known when the program is compiled.
 class LogText {
@@ -19,13 +19,12 @@ class LogText {
     static constexpr std::size_t longest = 64;  // characters
 
     template <std::size_t N>
-    requires(N <= longest + 1) consteval LogText(const char (&literal)[N])
-        : text_(literal, N - 1) {}
+    requires(N <= longest + 1) consteval LogText(const char (&literal)[N]) : literal_(literal) {}
 
-    std::string_view text() const { return text_; }
+    std::string_view text() const { return literal_; }
 
   private:
-    std::string_view text_;
+    const char* literal_;  // one word, which an operation keeps in a register
 };
 
 // A number of exactly 32 unsigned bits; a byte or a character does not convert.

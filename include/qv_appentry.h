@@ -51,8 +51,8 @@ inline constexpr const char* protectorDirectory = applicationDirectories[8];
 class QVAppEntry {
   public:
     // Adds an entry, or replaces the content of the one with that id, which keeps its place; makes
-    // the file if there is none. `content` is exactly 4 bytes, which is asserted. On failure what
-    // `writeAppEntryFile` leaves.
+    // the file if there is none. `content` is exactly 4 bytes, which is asserted. A failure leaves
+    // the file as `writeAppEntryFile` does.
     u32 set_kSAppEntry(ApduTalker& talker, u32 id, const std::vector<u8>& content) const;
 
     // Reads an entry's 4 bytes. result::invalidParameter: there is no entry with that id.
@@ -60,7 +60,7 @@ class QVAppEntry {
     u32 get_kSAppEntry(ApduTalker& talker, u32 id, std::vector<u8>& content) const;
 
     // Takes an entry out; the file stays also without any. Results are those of `get_kSAppEntry`,
-    // with nothing changed. On another failure what `writeAppEntryFile` leaves.
+    // with nothing changed. Another failure leaves the file as `writeAppEntryFile` does.
     u32 remove_kSAppEntry(ApduTalker& talker, u32 id) const;
 
     // Without a file no entry exists, which is no failure.

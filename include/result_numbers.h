@@ -3,7 +3,7 @@
 #include "include/basic_types.h"
 
 // The numbers by which operations report. 0 is success, 0xE006xxxx the token's status word xxxx;
-// what is not named here is a PC/SC or system error, passed up unchanged.
+// all others are PC/SC or system errors, passed up unchanged.
 namespace ksigil::result {
 
 constexpr u32 success = 0;

@@ -4,8 +4,8 @@
 
 namespace platform {
 
-// What the CryptoAPI names forward to. Every call gives 0, or the error number that GetLastError
-// then tells. Any thread may call at any time.
+// The providers of random bytes, to which the CryptoAPI names forward. Every call gives 0, or the
+// error number that GetLastError then tells. Any thread may call at any time.
 class CryptoProviders {
   public:
     virtual ~CryptoProviders() = default;

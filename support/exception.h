@@ -4,7 +4,8 @@
 
 #include "include/basic_types.h"
 
-// What is thrown where a system mutex or the random source fails. Nothing here catches any of it.
+// Thrown where a system mutex or the random source fails. No library catches them and QVSh ends
+// with them; QVPrepare tells them to its user.
 namespace VDW {
 
 class Exception {

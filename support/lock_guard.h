@@ -1,6 +1,6 @@
 #pragma once
 
-// What a LockGuard can hold. Objects are destroyed through their own type.
+// A lock that a LockGuard can hold. Objects are destroyed through their own type.
 class Lockable {
   public:
     virtual void lock() = 0;

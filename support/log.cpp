@@ -17,7 +17,7 @@ constexpr std::string_view fileName = "qvsh.log";
 // A directory of up to MAX_PATH bytes, the separator, the file's name and the end.
 using PathBuffer = std::array<char, MAX_PATH + 1 + fileName.size() + 1>;
 
-// These outlive every static object: they need neither construction nor destruction.
+// Static objects may log as they are built and destroyed, so these need neither themselves.
 constinit std::mutex logMutex;
 constinit PathBuffer logPath{};
 constinit platform::TraceFile logFile;

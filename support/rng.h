@@ -24,7 +24,7 @@ class Rng {
     // is then of no use.
     virtual void generate(u8* buffer, u32 length) = 0;
 
-    // `output` becomes `length` fresh bytes; after an exception it is as it was. What is here is
-    // the one form that all sources share.
+    // `output` becomes `length` fresh bytes; after an exception it is as it was. All sources share
+    // the definition that stands here.
     virtual void generate(std::vector<u8>& output, u32 length) = 0;
 };

@@ -4,7 +4,7 @@
 
 #include "include/basic_types.h"
 
-// What a selection reports about one object of the token.
+// The record of one object of the token, as its selection reports it.
 struct QVFileInfo {
     static constexpr u8 typeBinaryFile = 1;
     static constexpr u8 typeDirectory = 2;

@@ -17,11 +17,11 @@ namespace {
 constexpr u32 largestChunk = 986;      // bytes of file content in one frame
 constexpr u32 largestSize = 0xFFFF;    // bytes of a file, and the end of any range in it
 constexpr std::size_t keyLength = 16;  // bytes of a key's value
-constexpr u32 keySize = 24;            // what a key object counts on the token
+constexpr u32 keySize = 24;            // bytes that a key object takes on the token
 constexpr std::size_t blockLength = sizeof(ApduDesx::Reply);
 constexpr std::size_t deepestLevel = 255;  // a selection counts its levels in one byte
 
-// A success with less reply data than the caller is going to read is none.
+// Takes a success with less reply data than the caller will read for a failure.
 u32 transmitFor(ApduTalker& talker, Apdu& frame, u32 replyDataLength) {
     u32 rv = transmitChecked(talker, frame);
     if (rv == result::success && frame.replyDataLength() < replyDataLength) {
@@ -110,7 +110,7 @@ u32 QVFileSystem::directoryPath(ApduTalker& talker, const std::string& path,
     if (rv == result::success) {
         rv = listSelected(talker, ids);
     }
-    // Also what keeps `del` from following a token that shows directories without end.
+    // This also keeps `del` from following a token that shows directories without end.
     if (rv == result::success && !ids.empty() && path.length() / 4 >= deepestLevel) {
         rv = result::communicationError;
     }

@@ -110,8 +110,8 @@ class QVFileSystem {
              const std::vector<u8>& input, std::vector<u8>& output) const;
 
   private:
-    // Both append or set nothing of use on failure, which is result::invalidArgument. The parent of
-    // a path of one level is the empty path.
+    // Both fail with result::invalidArgument; their output is then of no use. The parent of a path
+    // of one level is the empty path.
     static u32 parsePath(const std::string& path, std::vector<u16>& ids);
     static u32 splitPath(const std::string& path, std::string& parent, u16& fileId);
 

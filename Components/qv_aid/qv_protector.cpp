@@ -44,7 +44,8 @@ u32 QVProtector::look(ApduTalker& talker, std::vector<Part>& parts) const {
     std::string directory;
     bool exists = false;
     u32 rv = findEntry(talker, exists, directory);
-    if (rv == result::success || exists) {  // one that cannot be read is there as well
+    // An entry whose content cannot be read is there as well.
+    if (rv == result::success || exists) {
         parts.push_back({"", exists});
     }
     if (rv == result::success && exists) {

@@ -23,7 +23,8 @@ class SystemObject {
     virtual Region* asRegion() { return nullptr; }
 };
 
-// What a HANDLE points to. The mutex stands beside its owner to spare a wait the virtual call.
+// A HANDLE points to one of these. The mutex stands beside its owner to spare a wait the virtual
+// call.
 struct Handle {
     std::shared_ptr<SystemObject> object;
     SystemMutex* mutex;
