@@ -1,7 +1,7 @@
 #include "apdulib/apdu.h"
 
 #include "apdulib/status_message.h"
-#include "include/le16.h"
+#include "include/little_endian.h"
 #include "include/result_numbers.h"
 
 using namespace ksigil;

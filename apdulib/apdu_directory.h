@@ -1,7 +1,7 @@
 #pragma once
 
 #include "apdulib/apdu.h"
-#include "include/le16.h"
+#include "include/little_endian.h"
 
 // The commands that find objects: by their path, and by the directory that holds them.
 

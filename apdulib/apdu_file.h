@@ -1,7 +1,7 @@
 #pragma once
 
 #include "apdulib/apdu.h"
-#include "include/le16.h"
+#include "include/little_endian.h"
 
 // The commands on files and, for creation and deletion, on any object: they act on the selection.
 

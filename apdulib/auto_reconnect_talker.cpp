@@ -2,8 +2,6 @@
 
 #include "include/result_numbers.h"
 
-using namespace ksigil;
-
 namespace {
 
 bool connectionIsLost(u32 rv) {
@@ -26,7 +24,7 @@ u32 AutoReconnectTalker::withRecovery(Operation operation) {
             detach(SCARD_LEAVE_CARD);
         }
         rv = reconnect(SCARD_LEAVE_CARD);
-        if (rv == result::success) {
+        if (rv == ksigil::result::success) {
             rv = operation();
         }
     }

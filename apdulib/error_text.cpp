@@ -5,9 +5,7 @@
 #include "apdulib/status_message.h"
 #include "include/result_numbers.h"
 
-namespace ksigil {
-
-std::string errorText(u32 rv) {
+std::string ksigil::errorText(u32 rv) {
     std::string text;
     if (result::isStatusWord(rv)) {
         text += statusMessage(static_cast<u16>(rv));
@@ -20,5 +18,3 @@ std::string errorText(u32 rv) {
     const auto [end, error] = std::to_chars(std::begin(digits), std::end(digits), rv, 16);
     return text.append("0x").append(digits, end);
 }
-
-}  // namespace ksigil

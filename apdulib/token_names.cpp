@@ -33,10 +33,6 @@ const char* colourName(u8 code) {
     return code < std::size(colours) ? colours[code] : undefined;
 }
 
-namespace ksigil {
-
-const char* packageName(u32 index) {
+const char* ksigil::packageName(u32 index) {
     return index < std::size(packages) ? packages[index] : undefined;
 }
-
-}  // namespace ksigil

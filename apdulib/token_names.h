@@ -9,8 +9,6 @@
 const char* colourName(u8 code);
 
 namespace ksigil {
-
 // A package that the token may hold; indexes 0 to 13 have names.
 const char* packageName(u32 index);
-
 }  // namespace ksigil

@@ -16,8 +16,6 @@ namespace ksigil {
 // time, from static constructors and destructors too; a line that comes after the file was closed
 // is dropped.
 
-enum class LogForm { decimal, signedDecimal, hexadecimal };
-
 // Write one line: process, thread, `label`, ": ", `text` and the value, if there is one.
 void writeLog(LogText label, LogText text) noexcept;
 void writeLog(LogText label, LogText text, LogForm form, LogNumber value) noexcept;
@@ -63,20 +61,21 @@ class OperationLog {
     }
 
     u32 talkerExit(u32 rv) const noexcept {
-        if (gate_.logEnabled()) [[unlikely]] {
-            writeLog(label_, "exited: rv = ", LogForm::signedDecimal, rv);
-        }
-        return rv;
+        return exit("exited: rv = ", LogForm::signedDecimal, rv);
     }
 
     u32 serviceExit(u32 rv) const noexcept {
+        return exit("exited, rv= ", LogForm::hexadecimal, rv);
+    }
+
+  private:
+    u32 exit(LogText text, LogForm form, u32 rv) const noexcept {
         if (gate_.logEnabled()) [[unlikely]] {
-            writeLog(label_, "exited, rv= ", LogForm::hexadecimal, rv);
+            writeLog(label_, text, form, rv);
         }
         return rv;
     }
 
-  private:
     LogGate& gate_;
     LogText label_;
 };

@@ -27,6 +27,8 @@ class LogText {
     const char* literal_;  // one word, which an operation keeps in a register
 };
 
+enum class LogForm { decimal, signedDecimal, hexadecimal };
+
 // A number of exactly 32 unsigned bits; a byte or a character does not convert.
 class LogNumber {
   public:

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "include/basic_types.h"
-#include "include/le32.h"
+#include "include/little_endian.h"
 
 class ApduTalker;
 
@@ -28,13 +28,11 @@ static_assert(sizeof(AppEntryRecord) == 9 && alignof(AppEntryRecord) == 1 &&
               std::is_trivially_copyable_v<AppEntryRecord>);
 
 namespace ksigil {
-
 // The directory ids from which applications start to look for a free one.
 inline constexpr const char* applicationDirectories[] = {
     "8000", "7000", "6000", "9000", "4000", "3500", "4500", "2000", "3000", "8500", "5500",
 };
 inline constexpr const char* protectorDirectory = applicationDirectories[8];
-
 }  // namespace ksigil
 
 // The token's table of application entries: 4 bytes of content, the digits of a directory's id, for

@@ -7,15 +7,13 @@
 #include "shell/hex_byte_writer.h"
 #include "shell/qv_shell.h"
 
-using namespace ksigil;
-
 QVShell::CardUse QVShell::useCard(const std::function<void()>& work) {
     CardUse use = CardUse::notLocked;
-    if (talker.lock() == result::success) {
+    if (talker.lock() == ksigil::result::success) {
         work();
         const u32 rv = talker.unlock(SCARD_LEAVE_CARD);
-        use = rv == result::success ? CardUse::complete : CardUse::notUnlocked;
-        if (rv != result::success) {
+        use = rv == ksigil::result::success ? CardUse::complete : CardUse::notUnlocked;
+        if (rv != ksigil::result::success) {
             std::cout << "Cannot unlock" << errorText(rv) << '\n';
         }
     }
@@ -45,7 +43,7 @@ u32 QVShell::readNumber() {
 }
 
 void QVShell::report(u32 rv, const char* failure) {
-    if (rv == result::success) {
+    if (rv == ksigil::result::success) {
         std::cout << "OK.\n";
     } else {
         printFailure(rv, failure);

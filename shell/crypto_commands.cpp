@@ -3,8 +3,6 @@
 #include "include/result_numbers.h"
 #include "shell/qv_shell.h"
 
-using namespace ksigil;
-
 namespace {
 
 constexpr u32 exerciseSize = 2000;  // bytes
@@ -44,7 +42,7 @@ void QVShell::runCipher(const Cipher& cipher) {
 
 void QVShell::printCipherResult(u32 rv, const std::vector<u8>& bytes) {
     report(rv, "Failed: ");
-    if (rv == result::success) {
+    if (rv == ksigil::result::success) {
         printBytes(bytes);
     }
 }

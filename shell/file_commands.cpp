@@ -3,8 +3,6 @@
 #include "include/result_numbers.h"
 #include "shell/qv_shell.h"
 
-using namespace ksigil;
-
 namespace {
 
 constexpr const char* privacy[] = {"PUB", "PRV"};
@@ -61,7 +59,7 @@ bool QVShell::cmdRead() {
         std::vector<u8> bytes;
         const u32 rv = fileSystem.readFile(talker, path, offset, length, bytes);
         report(rv, "Cannot call fs.readBinaryFile(): ");
-        if (rv == result::success) {
+        if (rv == ksigil::result::success) {
             printBytes(bytes);
         }
     });

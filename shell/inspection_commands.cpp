@@ -3,8 +3,6 @@
 #include "include/result_numbers.h"
 #include "shell/qv_shell.h"
 
-using namespace ksigil;
-
 namespace {
 
 const char* yesOrNo(bool yes) {
@@ -32,7 +30,7 @@ bool QVShell::cmdInfo() {
     return onCard([this] {
         QVFileInfo info;
         const u32 rv = fileSystem.getFileInfo(talker, readWord(), info);
-        if (rv == result::success) {
+        if (rv == ksigil::result::success) {
             printInfo(info);
         } else {
             printFailure(rv, "Cannot call fs.getFileInfo(): ");
@@ -45,7 +43,7 @@ bool QVShell::list(Listing<Entry> listing, const char* failure) {
     return onCard([this, listing, failure] {
         std::vector<Entry> entries;
         const u32 rv = (fileSystem.*listing)(talker, readWord(), entries);
-        if (rv == result::success) {
+        if (rv == ksigil::result::success) {
             for (const Entry& entry : entries) {
                 printEntry(entry);
             }

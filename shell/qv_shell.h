@@ -83,8 +83,8 @@ class QVShell {
     bool cmdDesx();
     bool cmdExercise();
 
-    // Reads the keyword that ends the command and makes the object that it asks for: `make` gets
-    // whether it was the second.
+    // Reads the keyword that ends the command and, if it is one of the two, calls `make` with
+    // whether it is the second.
     static void makeByKeyword(const char* const (&keywords)[2],
                               const std::function<u32(bool)>& make, const char* failure);
 

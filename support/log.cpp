@@ -8,7 +8,7 @@
 #include "support/log_key.h"
 #include "support/log_line.h"
 
-namespace ksigil {
+using namespace ksigil;
 
 namespace {
 
@@ -77,28 +77,18 @@ void cutIfOver(std::int64_t limit) {
 
 }  // namespace
 
-void writeLog(LogText label, LogText text) noexcept {
+void ksigil::writeLog(LogText label, LogText text) noexcept {
     LogLine line(label, text);
     write(line);
 }
 
-void writeLog(LogText label, LogText text, LogForm form, LogNumber value) noexcept {
+void ksigil::writeLog(LogText label, LogText text, LogForm form, LogNumber value) noexcept {
     LogLine line(label, text);
-    switch (form) {
-        case LogForm::decimal:
-            line.addDecimal(value.value());
-            break;
-        case LogForm::signedDecimal:
-            line.addSigned(value.value());
-            break;
-        case LogForm::hexadecimal:
-            line.addHexadecimal(value.value());
-            break;
-    }
+    line.addNumber(form, value.value());
     write(line);
 }
 
-void writeLog(LogText label, LogText text, LogPath path) noexcept {
+void ksigil::writeLog(LogText label, LogText text, LogPath path) noexcept {
     LogLine line(label, text);
     line.addPath(path);
     write(line);
@@ -128,5 +118,3 @@ void LogGate::configure() noexcept {
         logState.store(open ? enabled : disabled, std::memory_order_release);
     }
 }
-
-}  // namespace ksigil

@@ -1,6 +1,6 @@
 #include "support/log_key.h"
 
-namespace ksigil {
+using namespace ksigil;
 
 LogKey::LogKey()
     : isOpen_(RegOpenKeyExA(HKEY_LOCAL_MACHINE, "Software\\Veldane\\kSigil\\Logging", 0, KEY_READ,
@@ -16,5 +16,3 @@ bool LogKey::read(const char* name, void* data, DWORD size) const {
     return isOpen_ && RegQueryValueExA(key_, name, nullptr, nullptr, static_cast<BYTE*>(data),
                                        &size) == ERROR_SUCCESS;
 }
-
-}  // namespace ksigil

@@ -6,7 +6,7 @@
 
 #include "platform/win32.h"
 
-namespace ksigil {
+using namespace ksigil;
 
 namespace {
 
@@ -25,10 +25,10 @@ std::string_view LogPath::text() const {
 
 LogLine::LogLine(LogText label, LogText text) {
     static_assert(2 * fieldWidth + 2 * LogText::longest + longestPath + 3 <= sizeof buffer_);
-    addNumber(static_cast<u32>(GetCurrentProcessId()));
+    addDigits(static_cast<u32>(GetCurrentProcessId()));
     padField(0);
     const std::size_t thread = length_;
-    addNumber(static_cast<u32>(GetCurrentThreadId()));
+    addDigits(static_cast<u32>(GetCurrentThreadId()));
     padField(thread);
     const std::size_t labelStart = length_;
     add(label.text());
@@ -37,16 +37,12 @@ LogLine::LogLine(LogText label, LogText text) {
     add(text.text());
 }
 
-void LogLine::addSigned(u32 value) {
-    addNumber(static_cast<std::int32_t>(value));
-}
-
-void LogLine::addDecimal(u32 value) {
-    addNumber(value);
-}
-
-void LogLine::addHexadecimal(u32 value) {
-    addNumber(value, 16);
+void LogLine::addNumber(LogForm form, u32 value) {
+    if (form == LogForm::signedDecimal) {
+        addDigits(static_cast<std::int32_t>(value));
+    } else {
+        addDigits(value, form == LogForm::hexadecimal ? 16 : 10);
+    }
 }
 
 std::string_view LogLine::end() {
@@ -59,7 +55,7 @@ void LogLine::add(std::string_view text) {
 }
 
 template <std::integral Number>
-void LogLine::addNumber(Number value, int base) {
+void LogLine::addDigits(Number value, int base) {
     char* const start = buffer_.data() + length_;
     length_ += static_cast<std::size_t>(
         std::to_chars(start, buffer_.data() + buffer_.size(), value, base).ptr - start);
@@ -70,5 +66,3 @@ void LogLine::padField(std::size_t start) {
         add(" ");
     }
 }
-
-}  // namespace ksigil

@@ -18,9 +18,7 @@ class LogLine {
   public:
     LogLine(LogText label, LogText text);
 
-    void addSigned(u32 value);
-    void addDecimal(u32 value);
-    void addHexadecimal(u32 value);
+    void addNumber(LogForm form, u32 value);
     void addPath(LogPath path) { add(path.text()); }
 
     // The whole line; nothing is added to it after this.
@@ -29,7 +27,7 @@ class LogLine {
   private:
     void add(std::string_view text);
     template <std::integral Number>
-    void addNumber(Number value, int base = 10);
+    void addDigits(Number value, int base = 10);
     void padField(std::size_t start);
 
     std::array<char, 1280> buffer_;

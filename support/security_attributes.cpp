@@ -35,12 +35,8 @@ SECURITY_ATTRIBUTES* SecurityAttributes::get() {
     return descriptor != nullptr ? &attributes : nullptr;
 }
 
-namespace ksigil {
-
-SecurityAttributes& processSecurityAttributes() {
+SecurityAttributes& ksigil::processSecurityAttributes() {
     // Whoever calls this while it is built itself is destroyed first.
     static SecurityAttributes attributes;
     return attributes;
 }
-
-}  // namespace ksigil

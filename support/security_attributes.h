@@ -21,9 +21,7 @@ class SecurityAttributes {
 };
 
 namespace ksigil {
-
 // The process's one instance, built before `main`. It outlives each static object that asks for it
 // in its constructor.
 SecurityAttributes& processSecurityAttributes();
-
 }  // namespace ksigil

@@ -8,10 +8,8 @@
 #include "include/basic_types.h"
 
 namespace ksigil {
-
 // The path of the token's root directory.
 inline constexpr char rootPath[] = "3f00";
-
 }  // namespace ksigil
 
 // The token's tree of files, directories and DESX keys.
