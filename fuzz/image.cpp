@@ -1,4 +1,4 @@
-#include "tests/trial_token.h"
+#include "tests/toolbox/trial_token.h"
 #include "token/base/fault.h"
 #include "token/care/check.h"
 #include "token/care/owner.h"

@@ -1,4 +1,4 @@
-#include "tests/trial_token.h"
+#include "tests/toolbox/trial_token.h"
 
 // Commands: an instruction, the data field's length, and as many bytes; or, after 0, a whole frame.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

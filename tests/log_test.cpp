@@ -6,8 +6,8 @@
 #include "include/log_gate.h"
 #include "include/qv_appentry.h"
 #include "support/assertion.h"
-#include "tests/recording_resource_manager.h"
-#include "tests/shell_runs.h"
+#include "tests/toolbox/recording_resource_manager.h"
+#include "tests/toolbox/programs.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 
 #include "Components/qv_aid/qv_password.h"
 #include "apdulib/auto_reconnect_talker.h"
-#include "tests/scratch_token.h"
-#include "tests/transcripts.h"
+#include "tests/toolbox/scratch_image.h"
+#include "tests/toolbox/transcripts.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
 #include <gmock/gmock.h>
 
 #include "shell/hex_byte_writer.h"
-#include "tests/recording_resource_manager.h"
-#include "tests/shell_runs.h"
-#include "tests/transcripts.h"
+#include "tests/toolbox/recording_resource_manager.h"
+#include "tests/toolbox/programs.h"
+#include "tests/toolbox/transcripts.h"
 
 namespace {
 

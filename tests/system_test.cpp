@@ -3,8 +3,8 @@
 
 #include <sys/wait.h>
 
-#include "tests/front_system.h"
-#include "tests/trial_token.h"
+#include "tests/toolbox/front_system.h"
+#include "tests/toolbox/trial_token.h"
 #include "token/base/fault.h"
 #include "token/care/backup.h"
 #include "token/care/check.h"

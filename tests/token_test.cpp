@@ -1,6 +1,6 @@
 #include <sstream>
 
-#include "tests/scratch_token.h"
+#include "tests/toolbox/scratch_image.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <dlfcn.h>
 #include <gcrypt.h>
 
-#include "tests/scratch_token.h"
+#include "tests/toolbox/scratch_image.h"
 
 // A token with one of everything, for one source of a program.
 

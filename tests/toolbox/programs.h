@@ -8,7 +8,7 @@
 #include <sstream>
 
 #include "shell/qv_shell.h"
-#include "tests/scratch_token.h"
+#include "tests/toolbox/scratch_image.h"
 
 // The shell in this process: what it writes, its exit status, and what it leaves unread.
 inline std::string shell(const std::string& input) {

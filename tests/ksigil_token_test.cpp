@@ -3,7 +3,7 @@
 
 #include <thread>
 
-#include "tests/scratch_token.h"
+#include "tests/toolbox/scratch_image.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 
 #include "include/qv_appentry.h"
 #include "platform/embedded_resource_manager.h"
-#include "tests/recording_talker.h"
-#include "tests/shell_runs.h"
+#include "tests/toolbox/token_talker.h"
+#include "tests/toolbox/programs.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include "apdulib/error_text.h"
 #include "apdulib/status_message.h"
 #include "apdulib/token_names.h"
-#include "tests/recording_talker.h"
+#include "tests/toolbox/token_talker.h"
 
 namespace {
 

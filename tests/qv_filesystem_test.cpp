@@ -4,7 +4,7 @@
 
 #include "Components/qv_aid/qv_filesystem.h"
 #include "Components/qv_aid/qv_password.h"
-#include "tests/recording_talker.h"
+#include "tests/toolbox/token_talker.h"
 
 namespace {
 

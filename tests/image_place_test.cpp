@@ -1,7 +1,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include "tests/scratch_token.h"
+#include "tests/toolbox/scratch_image.h"
 #include "token/image/image_header.h"
 
 namespace {

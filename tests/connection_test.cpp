@@ -12,7 +12,7 @@
 #include <sstream>
 #include <thread>
 
-#include "tests/scratch_token.h"
+#include "tests/toolbox/scratch_image.h"
 
 namespace {
 

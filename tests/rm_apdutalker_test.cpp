@@ -6,7 +6,7 @@
 #include <thread>
 
 #include "apdulib/auto_reconnect_talker.h"
-#include "tests/recording_resource_manager.h"
+#include "tests/toolbox/recording_resource_manager.h"
 
 namespace {
 

@@ -9,8 +9,8 @@
 #include <random>
 #include <set>
 
-#include "tests/failing_disk.h"
-#include "tests/trial_token.h"
+#include "tests/toolbox/failing_disk.h"
+#include "tests/toolbox/trial_token.h"
 #include "token/care/check.h"
 #include "token/care/owner.h"
 

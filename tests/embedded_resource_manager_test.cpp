@@ -1,5 +1,5 @@
 #include "platform/embedded_resource_manager.h"
-#include "tests/scratch_token.h"
+#include "tests/toolbox/scratch_image.h"
 
 namespace {
 
