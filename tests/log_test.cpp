@@ -286,7 +286,7 @@ TEST_F(Trace, TouchesNoFileButItsOwn) {
     const std::string look = "{ stat -c '%N %F %a %h %u %s' qvsh.log victim absent; cat victim; } ";
     const std::string isSame = look + ">after 2>&1; cmp before after";
     put("conf", "Enabled=1\nCycle=1");
-    put("input", "login 1234 ls 3f00 exit");
+    put("input", "ls 3f00 exit");
     const std::string output = run("echo kept >victim; $shell <input");
     for (const std::string obstacle :
          {"ln -s victim qvsh.log", "ln -s absent qvsh.log", "ln victim qvsh.log", "mkfifo qvsh.log",
