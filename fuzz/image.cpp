@@ -1,17 +1,20 @@
-#include "tests/trial_token.h"
+#include <filesystem>
+#include <string>
+
+#include "tests/toolbox/trial_token.h"
 #include "token/base/fault.h"
 #include "token/care/check.h"
 #include "token/care/owner.h"
 
 // An image's bytes, which are used and checked.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static const ScratchFolder folder("/dev/shm");
+    static const ScratchFolder folder;
     const std::string path = folder.file("token.db");
     std::filesystem::remove(path + "-journal");
-    std::ofstream(path).write(reinterpret_cast<const char*>(data), static_cast<long>(size));
+    put(path, std::string(reinterpret_cast<const char*>(data), size));
     TrialToken token(path);
     token.see();
-    token.send("D0 0000010061 D6 00000000000000000000000000000000 E0 0101B80B0900 E2 01 D4 0161");
+    token.send("d0 0000010061 d6 00000000000000000000000000000000 e0 0101b80b0900 e2 01 d4 0161");
     try {
         const auto key = token::keyOfPowered(path);
         token::check(path, key ? &*key : nullptr);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/recording_talker.h"
+#include "tests/toolbox/token_talker.h"
 
 // Answers as a fuzzer's input tells it. Where there is no more input, all is zeros.
 class Script : public ApduTalker {

@@ -4,7 +4,7 @@
 #include <sstream>
 
 #include "fuzz/script.h"
-#include "tests/recording_resource_manager.h"
+#include "tests/toolbox/recording_resource_manager.h"
 
 namespace {
 

@@ -1,8 +1,11 @@
-#include "tests/trial_token.h"
+#include <algorithm>
+#include <cstdlib>
+
+#include "tests/toolbox/trial_token.h"
 
 // Commands: an instruction, the data field's length, and as many bytes; or, after 0, a whole frame.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static const ScratchFolder folder("/dev/shm");
+    static const ScratchFolder folder;
     putTrialImage(folder.file("token.db"));
     TrialToken token(folder.file("token.db"));
     for (token::Bytes rest(data, size); rest.size() >= 2;) {

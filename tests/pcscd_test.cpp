@@ -1,35 +1,33 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <signal.h>
 #include <sys/file.h>
 
+#include <atomic>
+#include <cstdlib>
 #include <optional>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "Components/qv_aid/qv_password.h"
 #include "apdulib/auto_reconnect_talker.h"
-#include "tests/scratch_token.h"
-#include "tests/transcripts.h"
+#include "tests/toolbox/command.h"
+#include "tests/toolbox/process.h"
+#include "tests/toolbox/scratch_image.h"
+#include "tests/toolbox/transcripts.h"
+#include "token/base/file.h"
 
 namespace {
 
 using testing::ContainsRegex;
 
-#define SHELL "KSIGIL_PCSC=system " QVSH " any"
+#define SHELL "KSIGIL_PCSC=system " QVSH " any 2>&1"
 
-struct Process {
-    pid_t id;
-    explicit Process(const std::string& command) : id(fork()) {
-        const std::string line = "exec setpriv --pdeathsig KILL " + command;
-        static_cast<void>(id == 0 && execl("/bin/sh", "sh", "-c", line.c_str(), nullptr));
-    }
-    int end(int signal) {
-        int status = -1;
-        static_cast<void>(id > 0 && kill(id, signal) == 0 && waitpid(id, &status, 0) == id);
-        id = 0;
-        return status;
-    }
-    ~Process() { end(SIGTERM); }
-};
+// A command of the shell, in the place of the shell.
+std::vector<std::string> shellCommand(const std::string& command) {
+    return {"sh", "-c", "exec " + command};
+}
 
 // A pcscd and, in its second slot, a fresh token. All have the one socket, so tests take turns.
 struct Pcscd : testing::Test {
@@ -43,7 +41,8 @@ struct Pcscd : testing::Test {
 
     void SetUp() override {
         flock(turn.descriptor(), LOCK_EX);
-        const std::string found = run("test $(id -u) = 0 && type pcscd scriptor socat; ls " DRIVER);
+        const std::string found =
+            run("exec 2>&1; test $(id -u) = 0 && type pcscd scriptor socat && ls " DRIVER);
         if (!found.ends_with(".so/0") ||
             run("echo logout | " SHELL).find("no pcscd answers") == std::string::npos) {
             ASSERT_EQ(std::getenv("KSIGIL_NEED_PCSCD"), nullptr) << found;
@@ -53,13 +52,16 @@ struct Pcscd : testing::Test {
         putFreshImage(folder.file("token.db"));
         run("mkdir " + folder.file("readers; sed s/0x8C7B/") + std::to_string(port) +
             "/ " EXAMPLE " >" + folder.file("readers/conf"));
-        server.emplace(tool + " serve --vpcd localhost:" + std::to_string(port + 1) + " >" +
-                       folder.file("served"));
+        server.emplace(shellCommand(tool + " serve --vpcd 127.0.0.1:" + std::to_string(port + 1) +
+                                    " >" + folder.file("served")));
         startPcscd();
         EXPECT_EQ(plain.create() + mending.create(), 0U);
     }
     void startPcscd() {
-        pcscd.emplace("pcscd --foreground --config " + folder.file("readers") + " >/dev/null");
+        // Where pcscd asks polkit whom it may serve, nobody may answer.
+        pcscd.emplace(shellCommand(
+            "pcscd --foreground $(pcscd --help 2>&1 | grep -o -e --disable-polkit) --config " +
+            folder.file("readers") + " >/dev/null"));
         awaitToken();
     }
     void awaitToken() {
@@ -79,8 +81,12 @@ TEST_F(Pcscd, AnswersTheShellAsTheEmbeddedToken) {
         plain.detach(SCARD_RESET_CARD);  // power, and the login, outlive a shell
     }
     const std::string path = folder.file("forwarded");
-    Process forward("socat UNIX-LISTEN:" + path + ",fork UNIX-CONNECT:/run/pcscd/pcscd.comm");
-    EXPECT_THAT(run("sleep 0.3; echo logout | PCSCLITE_CSOCK_NAME=" + path + " " SHELL),
+    Process forward(
+        shellCommand("socat UNIX-LISTEN:" + path + ",fork UNIX-CONNECT:/run/pcscd/pcscd.comm"));
+    EXPECT_THAT(run("until [ -S " + path +
+                    " ]; do sleep 0.01; done; echo logout | "
+                    "PCSCLITE_CSOCK_NAME=" +
+                    path + " " SHELL),
                 ContainsRegex(">OK./>/0"));
 }
 
@@ -125,12 +131,15 @@ TEST_F(Pcscd, LosesAndMendsTheTokenAndPcscd) {
         EXPECT_EQ(send(*talker), mends ? 0 : 0x80100068);
     }
     plain.detach(0);
-    EXPECT_EQ(send(mending) + plain.lock(), 0U);
+    EXPECT_EQ(send(mending), 0U);
+    EXPECT_EQ(plain.lock(), 0U);
     pcscd->end(SIGKILL);
     EXPECT_EQ(send(plain), 6U);
     EXPECT_EQ(send(mending), 0x8010001DU);
     startPcscd();
-    EXPECT_EQ(mending.lock() + send(mending) + mending.unlock(0), 0U);
+    EXPECT_EQ(mending.lock(), 0U);
+    EXPECT_EQ(send(mending), 0U);
+    EXPECT_EQ(mending.unlock(0), 0U);
     EXPECT_EQ(server->end(SIGTERM), 0);
     EXPECT_THAT(contentOf(folder.file("served")), ContainsRegex("served.*Lost.*served"));
 }
@@ -141,12 +150,14 @@ TEST_F(Pcscd, ServesOneAtATime) {
     for (int i = 0; i < 64; ++i) {
         threads.emplace_back([&] {
             EXPECT_EQ(plain.lock(), 0U);
-            EXPECT_EQ(inside++ + send(plain), 0U);
-            EXPECT_EQ(--inside + plain.unlock(0), 0U);
+            EXPECT_EQ(inside++, 0U);
+            EXPECT_EQ(send(plain), 0U);
+            EXPECT_EQ(--inside, 0U);
+            EXPECT_EQ(plain.unlock(0), 0U);
         });
     }
     threads.clear();
-    EXPECT_EQ(run("(printf 'login '; sleep 1; echo held >&2; echo 1234) | " SHELL
+    EXPECT_EQ(run("exec 2>&1; (printf 'login '; sleep 1; echo held >&2; echo 1234) | " SHELL
                   " >/dev/null & sleep 0.3; echo logout | " SHELL " | grep OK; wait"),
               "held/>OK./0");
 }

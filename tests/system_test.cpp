@@ -1,10 +1,16 @@
 // Each call by which the token changes something on the system fails once, and ends the process
 // once. The image has to be whole afterwards, and the next try has to succeed.
 
+#include <gtest/gtest.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
-#include "tests/front_system.h"
-#include "tests/trial_token.h"
+#include <filesystem>
+#include <string>
+
+#include "tests/toolbox/front_system.h"
+#include "tests/toolbox/scratch_image.h"
+#include "tests/toolbox/trial_token.h"
 #include "token/base/fault.h"
 #include "token/care/backup.h"
 #include "token/care/check.h"
@@ -19,7 +25,7 @@ using Strike = FrontSystem::Strike;
 const std::string freshRoot = "00000090", trialRoot = "03000100020003000090";
 
 struct Files {
-    ScratchFolder folder{"/dev/shm"};
+    ScratchFolder folder;
     std::string path = folder.file("token.db");
     std::string other = folder.file("other.db");  // a backup, or its future place
 

@@ -1,6 +1,17 @@
-#include <sstream>
+#include <gtest/gtest.h>
 
-#include "tests/scratch_token.h"
+#include <memory>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tests/toolbox/scratch_image.h"
+#include "tests/toolbox/sql.h"
+#include "tests/toolbox/token_frames.h"
+#include "token/door/slot.h"
+#include "token/image/image.h"
+#include "token/rules/token.h"
 
 namespace {
 
@@ -45,22 +56,22 @@ TEST_F(TokenTest, ChecksTheFrameInOrder) {
     // Each reply with the frames that get it.
     const std::pair<const char*, const char*> cases[] = {
         // Too short, byte 4, Lc above and below what follows; all of that is judged before INS.
-        {"876A",
-         "00A400000000 00A400000100040001003F 00A400000000050001003F 00A500000100040001003F"},
-        {"876A", "00A400000000030001003F"},
-        {"0068", "80A400000000040001003F 00A500000000040001003F 00A501000000040001003F"},
+        {"876a",
+         "00a400000000 00a400000100040001003f 00a400000000050001003f 00a500000100040001003f"},
+        {"876a", "00a400000000030001003f"},
+        {"0068", "80a400000000040001003f 00a500000000040001003f 00a501000000040001003f"},
         // P1, and P2 before what the data field holds.
-        {"866A", "00A401000000040001003F 00A400010000040101003F"},
+        {"866a", "00a401000000040001003f 00a400010000040101003f"},
         // The data field's length, and the length or count byte in it.
-        {"876A", "00A400000000040002003F 00A40000000003000000 00A4000000000100 00200000000000"},
-        {"876A", "00200000000003013131 00DC0000000000 00E000000000050100000001"},
-        {"876A", "00D000000000050000020061 00D6000000000F000000000000000000000000000000"},
+        {"876a", "00a400000000040002003f 00a40000000003000000 00a4000000000100 00200000000000"},
+        {"876a", "00200000000003013131 00dc0000000000 00e000000000050100000001"},
+        {"876a", "00d000000000050000020061 00d6000000000f000000000000000000000000000000"},
         // Mode, selector, types, attributes that a file and a key can't have, cipher's direction.
-        {"0364", "00A400000000040101003F 00D20000000003000001 00E00000000006000000000100"},
-        {"0364", "00E00000000006040000000100 00E00000000006010200000100 00E2000000000100"},
-        {"0364", "00E00000000006030018000100 00D80000000009020000000000000000"},
-        {"00010090", "00DE000000000100"}};
-    EXPECT_EQ(answer(*connection_, {}), "876A");
+        {"0364", "00a400000000040101003f 00d20000000003000001 00e00000000006000000000100"},
+        {"0364", "00e00000000006040000000100 00e00000000006010200000100 00e2000000000100"},
+        {"0364", "00e00000000006030018000100 00d80000000009020000000000000000"},
+        {"00010090", "00de000000000100"}};
+    EXPECT_EQ(answer(*connection_, {}), "876a");
     for (const auto& [reply, frames] : cases) {
         std::istringstream words(frames);
         for (std::string frame; words >> frame;) {
@@ -68,62 +79,62 @@ TEST_F(TokenTest, ChecksTheFrameInOrder) {
         }
     }
     // Colour 4, packages 1 and 3, the serial number, bytes in use and in all.
-    const std::string info = send("DA", "00");
-    EXPECT_EQ(info.substr(0, 6) + info.substr(22), "040A0000000000000004000090");
+    const std::string info = send("da", "00");
+    EXPECT_EQ(info.substr(0, 6) + info.substr(22), "040a0000000000000004000090");
 }
 
 TEST_F(TokenTest, KeepsItsTreeByTheRules) {
     run({
-        {"nothing is selected; nor can be deleted", "D2 000000 0464  E2 02 0464"},
-        {"no ids; another root", "A4 0000 0764  A4 00010100 0764"},
-        {"still nothing; no key", "B0 00000000 0464  D8 010000000000000000 1564"},
-        {"the root; it stays", "A4 0001003F 003F0200000000000090  E2 02 0564"},
-        {"it is no file", "B0 00000000 0564"},
-        {"nor a key", "D6 00000000000000000000000000000000 0564"},
-        {"nor a cipher; reserved", "D8 010000000000000000 1564  E0 01000000003F 0864"},
-        {"reserved", "E0 01000000FF3F 0864  E0 01000000FFFF 0864"},
-        {"a directory has no size", "E0 020001000100 0B64"},
-        {"a key has one size; more than there is", "E0 030217000100 0B64  E0 0100FFFF0100 0090"},
-        {"the same id; a directory", "E0 020000000100 0864  E0 020000000200 0090"},
-        {"the selection stayed", "D2 000000 0200010002000090"},
-        {"two at most; the file", "D2 010000 010001000090  A4 0002003F0100 01000100FFFF00000090"},
-        {"a missing child; leaves the selection", "A4 0002003F0300 0764  B0 FEFF0100 000090"},
-        {"one byte beyond; nothing at the end", "B0 FEFF0200 0B64  B0 FFFF0000 0090"},
-        {"beyond writes nothing; across pages", "D0 FEFF02006162 0B64  D0 FE03040061626364 0090"},
-        {"reads back; no directory", "B0 FD030600 0061626364000090  D2 000000 0564"},
-        {"nothing in a file", "E0 010000000100 0564"},
-        {"a child of a file; another type", "A4 0003003F01000100 0764  E2 02 0364"},
-        {"into the directory", "A4 0002003F0200 02000200000000000090"},
-        {"a file in it; not empty", "E0 010001000100 0090  E2 02 0664"},
-        {"its file; goes", "A4 0003003F02000100 01000100010000000090  E2 01 0090"},
-        {"and is not selected; nor found", "E2 01 0464  A4 0003003F02000100 0764"},
-        {"the empty directory; goes", "A4 0002003F0200 02000200000000000090  E2 02 0090"},
+        {"nothing is selected; nor can be deleted", "d2 000000 0464  e2 02 0464"},
+        {"no ids; another root", "a4 0000 0764  a4 00010100 0764"},
+        {"still nothing; no key", "b0 00000000 0464  d8 010000000000000000 1564"},
+        {"the root; it stays", "a4 0001003f 003f0200000000000090  e2 02 0564"},
+        {"it is no file", "b0 00000000 0564"},
+        {"nor a key", "d6 00000000000000000000000000000000 0564"},
+        {"nor a cipher; reserved", "d8 010000000000000000 1564  e0 01000000003f 0864"},
+        {"reserved", "e0 01000000ff3f 0864  e0 01000000ffff 0864"},
+        {"a directory has no size", "e0 020001000100 0b64"},
+        {"a key has one size; more than there is", "e0 030217000100 0b64  e0 0100ffff0100 0090"},
+        {"the same id; a directory", "e0 020000000100 0864  e0 020000000200 0090"},
+        {"the selection stayed", "d2 000000 0200010002000090"},
+        {"two at most; the file", "d2 010000 010001000090  a4 0002003f0100 01000100ffff00000090"},
+        {"a missing child; leaves the selection", "a4 0002003f0300 0764  b0 feff0100 000090"},
+        {"one byte beyond; nothing at the end", "b0 feff0200 0b64  b0 ffff0000 0090"},
+        {"beyond writes nothing; across pages", "d0 feff02006162 0b64  d0 fe03040061626364 0090"},
+        {"reads back; no directory", "b0 fd030600 0061626364000090  d2 000000 0564"},
+        {"nothing in a file", "e0 010000000100 0564"},
+        {"a child of a file; another type", "a4 0003003f01000100 0764  e2 02 0364"},
+        {"into the directory", "a4 0002003f0200 02000200000000000090"},
+        {"a file in it; not empty", "e0 010001000100 0090  e2 02 0664"},
+        {"its file; goes", "a4 0003003f02000100 01000100010000000090  e2 01 0090"},
+        {"and is not selected; nor found", "e2 01 0464  a4 0003003f02000100 0764"},
+        {"the empty directory; goes", "a4 0002003f0200 02000200000000000090  e2 02 0090"},
     });
 }
 
 TEST_F(TokenTest, GuardsWhatIsPrivate) {
     run({
-        {"the root; private file", "A4 0001003F 003F0200000000000090  E0 010101000100 8269"},
-        {"two factor key; the id is judged later", "E0 030318000200 8269  E0 01010100003F 8269"},
-        {"no change; wrong; right", "D4 0161 8269  20 0431323335 8269  20 0431323334 0090"},
-        {"private file; two factor key", "E0 010101000100 0090  E0 030318000200 0090"},
-        {"private directory; one factor key", "E0 020100000300 0090  E0 030218000400 0090"},
-        {"out; out again; listed", "DC 00 0090  DC 00 0090  D2 000000 040001000200030004000090"},
-        {"selected; not read", "A4 0002003F0100 01000101010000000090  B0 00000100 8269"},
-        {"not written; not deleted", "D0 0000010061 8269  E2 01 8269"},
-        {"login before type; directory", "E2 02 8269  A4 0002003F0300 03000201000000000090"},
-        {"no public file in it; listed all the same", "E0 010001000100 8269  D2 000000 00000090"},
-        {"two factor", "A4 0002003F0200 02000303180000000090"},
-        {"not written", "D6 000102030405060708090A0B0C0D0E0F 8269"},
-        {"never written comes first", "D8 010000000000000000 0564"},
-        {"one factor", "A4 0002003F0400 04000302180000000090"},
-        {"never written", "D8 010000000000000000 0564"},
-        {"open to all; used", "D6 000102030405060708090A0B0C0D0E0F 0090  E2 01 0364"},
-        {"login; empty; changed", "20 0431323334 0090  D4 00 1664  D4 03616263 0090"},
-        {"the old one ends the login; indeed", "20 0431323334 8269  D4 0161 8269"},
-        {"the new one; two factor", "20 03616263 0090  A4 0002003F0200 02000303180000000090"},
-        {"written; out", "D6 000102030405060708090A0B0C0D0E0F 0090  DC 00 0090"},
-        {"not used", "D8 010000000000000000 8269"},
+        {"the root; private file", "a4 0001003f 003f0200000000000090  e0 010101000100 8269"},
+        {"two factor key; the id is judged later", "e0 030318000200 8269  e0 01010100003f 8269"},
+        {"no change; wrong; right", "d4 0161 8269  20 0431323335 8269  20 0431323334 0090"},
+        {"private file; two factor key", "e0 010101000100 0090  e0 030318000200 0090"},
+        {"private directory; one factor key", "e0 020100000300 0090  e0 030218000400 0090"},
+        {"out; out again; listed", "dc 00 0090  dc 00 0090  d2 000000 040001000200030004000090"},
+        {"selected; not read", "a4 0002003f0100 01000101010000000090  b0 00000100 8269"},
+        {"not written; not deleted", "d0 0000010061 8269  e2 01 8269"},
+        {"login before type; directory", "e2 02 8269  a4 0002003f0300 03000201000000000090"},
+        {"no public file in it; listed all the same", "e0 010001000100 8269  d2 000000 00000090"},
+        {"two factor", "a4 0002003f0200 02000303180000000090"},
+        {"not written", "d6 000102030405060708090a0b0c0d0e0f 8269"},
+        {"never written comes first", "d8 010000000000000000 0564"},
+        {"one factor", "a4 0002003f0400 04000302180000000090"},
+        {"never written", "d8 010000000000000000 0564"},
+        {"open to all; used", "d6 000102030405060708090a0b0c0d0e0f 0090  e2 01 0364"},
+        {"login; empty; changed", "20 0431323334 0090  d4 00 1664  d4 03616263 0090"},
+        {"the old one ends the login; indeed", "20 0431323334 8269  d4 0161 8269"},
+        {"the new one; two factor", "20 03616263 0090  a4 0002003f0200 02000303180000000090"},
+        {"written; out", "d6 000102030405060708090a0b0c0d0e0f 0090  dc 00 0090"},
+        {"not used", "d8 010000000000000000 8269"},
     });
 }
 
@@ -132,41 +143,41 @@ std::string wireId(unsigned id) {
 }
 
 TEST_F(TokenTest, HasRoomUpToItsLimits) {
-    send("A4", "0001003F");
+    send("a4", "0001003f");
     for (int i = 1; i <= 4; ++i) {
-        EXPECT_EQ(send("E0", "0100FFFF" + wireId(0x100U + static_cast<unsigned>(i))), "0090");
+        EXPECT_EQ(send("e0", "0100ffff" + wireId(0x100U + static_cast<unsigned>(i))), "0090");
     }
-    EXPECT_EQ(send("E0", "010005000200"), "0964");  // 4 * 65535 and 4 are 256 KiB
-    EXPECT_EQ(send("E0", "010004000200"), "0090");
-    EXPECT_EQ(send("E0", "030218000300"), "0964");
-    EXPECT_EQ(send("E0", "020000000300"), "0090");
+    EXPECT_EQ(send("e0", "010005000200"), "0964");  // 4 * 65535 and 4 are 256 KiB
+    EXPECT_EQ(send("e0", "010004000200"), "0090");
+    EXPECT_EQ(send("e0", "030218000300"), "0964");
+    EXPECT_EQ(send("e0", "020000000300"), "0090");
 
     // Directories: 1024 in each of four, but that the four and the files count as well.
     sql(path_,
         "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 1023)"
         "INSERT INTO object (parent, id, type, attribute, size) SELECT 6, i, 2, 0, 0 FROM n");
-    send("A4", "0002003F0300");
-    EXPECT_EQ(send("E0", "020000000040"), "0090");
-    EXPECT_EQ(send("E0", "020000000140"), "0964");
-    EXPECT_EQ(send("D2", "000000").size(), 2U * (2 + 2 * 1024 + 2));
+    send("a4", "0002003f0300");
+    EXPECT_EQ(send("e0", "020000000040"), "0090");
+    EXPECT_EQ(send("e0", "020000000140"), "0964");
+    EXPECT_EQ(send("d2", "000000").size(), 2U * (2 + 2 * 1024 + 2));
     sql(path_,
         "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 3065)"
         "INSERT INTO object (parent, id, type, attribute, size) "
         "SELECT 7 + i / 1000, i, 2, 0, 0 FROM n");
-    send("A4", "0001003F");
-    EXPECT_EQ(send("E0", "020000000040"), "0090");
-    EXPECT_EQ(send("E0", "020000000140"), "0964");
+    send("a4", "0001003f");
+    EXPECT_EQ(send("e0", "020000000040"), "0090");
+    EXPECT_EQ(send("e0", "020000000140"), "0964");
 }
 
 TEST_F(TokenTest, IsAtMost255LevelsDeep) {
-    std::string path = "003F";
+    std::string path = "003f";
     for (unsigned level = 2; level <= 255; ++level) {
-        EXPECT_EQ(send("A4", "00" + wireId(level - 1).substr(0, 2) + path).substr(16), "0090");
-        EXPECT_EQ(send("E0", "020000000100"), "0090");
+        EXPECT_EQ(send("a4", "00" + wireId(level - 1).substr(0, 2) + path).substr(16), "0090");
+        EXPECT_EQ(send("e0", "020000000100"), "0090");
         path += "0100";
     }
-    EXPECT_EQ(send("A4", "00FF" + path), "01000200000000000090");
-    EXPECT_EQ(send("E0", "020000000100"), "0564");
+    EXPECT_EQ(send("a4", "00ff" + path), "01000200000000000090");
+    EXPECT_EQ(send("e0", "020000000100"), "0564");
 }
 
 TEST_F(TokenTest, LetsNoOvertakenChangeHappen) {
@@ -177,38 +188,38 @@ TEST_F(TokenTest, LetsNoOvertakenChangeHappen) {
         return hexOf(token.execute(session, frameOf(ins, data), [=] { return !overtaken; }));
     };
     sent("20", loginFrame, false);
-    sent("A4", "0001003F", false);
-    EXPECT_EQ(sent("E0", "010001000100", true), "8165");
-    EXPECT_EQ(sent("D4", "0161", true), "8165");
+    sent("a4", "0001003f", false);
+    EXPECT_EQ(sent("e0", "010001000100", true), "8165");
+    EXPECT_EQ(sent("d4", "0161", true), "8165");
     EXPECT_EQ(sent("20", loginFrame, false), "0090");
-    EXPECT_EQ(sent("D2", "000000", false), "00000090");
-    EXPECT_EQ(sent("E0", "020000000100", false), "0090");
-    EXPECT_EQ(sent("A4", "0002003F0100", false).substr(16), "0090");
-    EXPECT_EQ(sent("E2", "02", true), "8165");
+    EXPECT_EQ(sent("d2", "000000", false), "00000090");
+    EXPECT_EQ(sent("e0", "020000000100", false), "0090");
+    EXPECT_EQ(sent("a4", "0002003f0100", false).substr(16), "0090");
+    EXPECT_EQ(sent("e2", "02", true), "8165");
     sql(path_, "DELETE FROM object");  // as a frame of before a reset may do to a selection
-    EXPECT_EQ(sent("E0", "010001000100", false), "8165");
+    EXPECT_EQ(sent("e0", "010001000100", false), "8165");
 }
 
 TEST_F(TokenTest, AnswersForADamagedImage) {
     run({
-        {"root; file", "A4 0001003F 003F0200000000000090  E0 0100FF080100 0090"},
-        {"key; select", "E0 030218000200 0090  A4 0002003F0100 01000100FF0800000090"},
+        {"root; file", "a4 0001003f 003f0200000000000090  e0 0100ff080100 0090"},
+        {"key; select", "e0 030218000200 0090  a4 0002003f0100 01000100ff0800000090"},
     });
     sql(path_,
         "DELETE FROM page WHERE number = 65; UPDATE page SET bytes = x'00' WHERE number = 66;"
         "UPDATE object SET key = x'0102' WHERE number = 2; UPDATE password SET cost_n = 3");
-    EXPECT_EQ(send("B0", "00000004"), std::string(2048, '0') + "0090");
+    EXPECT_EQ(send("b0", "00000004"), std::string(2048, '0') + "0090");
     run({
-        {"a page is gone; a page is short", "B0 00000104 8165  B0 00080100 8165"},
-        {"nothing is written; not its first half", "D0 FF0302006162 8165  B0 FF030100 000090"},
-        {"login; key", "20 0431323334 8165  A4 0002003F0200 02000302180000000090"},
-        {"cut", "D8 010000000000000000 8165"},
+        {"a page is gone; a page is short", "b0 00000104 8165  b0 00080100 8165"},
+        {"nothing is written; not its first half", "d0 ff0302006162 8165  b0 ff030100 000090"},
+        {"login; key", "20 0431323334 8165  a4 0002003f0200 02000302180000000090"},
+        {"cut", "d8 010000000000000000 8165"},
     });
     sql(path_, "UPDATE object SET type = 9 WHERE number = 1");
-    EXPECT_EQ(send("A4", "0002003F0100"), "8165");
-    EXPECT_EQ(send("D8", "010000000000000000"), "8165");  // the key is still selected
+    EXPECT_EQ(send("a4", "0002003f0100"), "8165");
+    EXPECT_EQ(send("d8", "010000000000000000"), "8165");  // the key is still selected
     sql(path_, "DROP TABLE object");
-    EXPECT_EQ(send("A4", "0002003F0200"), "8165");
+    EXPECT_EQ(send("a4", "0002003f0200"), "8165");
 }
 
 }  // namespace

@@ -1,20 +1,7 @@
 #pragma once
 
-#include <sys/wait.h>
-
-#include <cstdio>
 #include <string>
 #include <utility>
-
-// What a command writes, with '/' for a line break, and its exit status.
-inline std::string run(const std::string& command) {
-    FILE* const output = popen(("exec 2>&1; " + command).c_str(), "r");
-    std::string written;
-    for (int c = std::getc(output); c != EOF; c = std::getc(output)) {
-        written += static_cast<char>(c == '\n' ? '/' : c);
-    }
-    return written + std::to_string(WEXITSTATUS(pclose(output)));
-}
 
 #define DENIED "Security privilege not high enough. 0xe0066982"
 #define INVALID "Invalid Parameter.0x80070057"

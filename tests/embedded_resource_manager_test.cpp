@@ -1,5 +1,12 @@
 #include "platform/embedded_resource_manager.h"
-#include "tests/scratch_token.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+
+#include "tests/toolbox/scratch_image.h"
+#include "tests/toolbox/token_frames.h"
 
 namespace {
 
@@ -33,7 +40,7 @@ class EmbeddedTest : public testing::Test {
 
     std::uint32_t list(std::uint32_t card) {
         std::uint32_t length = sizeof reply_;
-        return send(card, frameOf("D2", "000000"), length);
+        return send(card, frameOf("d2", "000000"), length);
     }
 
     ScratchFolder folder_;
@@ -63,12 +70,13 @@ TEST_F(EmbeddedTest, RefusesTermsThatItCannotKeep) {
         EXPECT_EQ(manager_.connect(context_, c.reader, c.share, c.protocols, card, protocol, why),
                   c.result);
         EXPECT_FALSE(why.empty());
-        EXPECT_EQ(card + protocol, 154U);
+        EXPECT_EQ(card, 77U);
+        EXPECT_EQ(protocol, 77U);
     }
 }
 
 TEST_F(EmbeddedTest, TellsWhatAReplyNeeds) {
-    const token::Buffer select = frameOf("A4", "0001003F");
+    const token::Buffer select = frameOf("a4", "0001003f");
     std::uint32_t length = 9;
     EXPECT_EQ(send(card_, select, length), 0x80100008U);
     EXPECT_EQ(length, 10U);

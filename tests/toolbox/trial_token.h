@@ -3,7 +3,15 @@
 #include <dlfcn.h>
 #include <gcrypt.h>
 
-#include "tests/scratch_token.h"
+#include <array>
+#include <cstdlib>
+#include <memory>
+#include <sstream>
+#include <string>
+
+#include "tests/toolbox/scratch_image.h"
+#include "tests/toolbox/token_frames.h"
+#include "token/door/slot.h"
 
 // A token with one of everything, for one source of a program.
 
@@ -16,9 +24,12 @@ gpg_error_t gcry_kdf_derive(const void* password, std::size_t length, int algori
     return derive(password, length, algorithm, 2, salt, saltLength, parallel, keyLength, key);
 }
 
+// The build's fresh image has the real cost.
+const int ownImages = unsetenv("KSIGIL_TEST_IMAGE");
+
 const std::string firstLogin = "20 0431323334 ";
-const std::string otherPassword = "10616E6F746865722070617373776F7264 ";  // "another password"
-const std::string keyValue = "74776F20666163746F722076616C7565";          // "two factor value"
+const std::string otherPassword = "10616e6f746865722070617373776f7264 ";  // "another password"
+const std::string keyValue = "74776f20666163746f722076616c7565";          // "two factor value"
 
 // 3000 bytes, no two pages alike: "private 1000private 1001...".
 const std::string privateText = [] {
@@ -35,7 +46,7 @@ struct TrialToken {
         slot.connect(connection, why);
     }
 
-    // Instructions and data fields in turn, as in "A4 0001003F D2 000000". Gives the last reply.
+    // Instructions and data fields in turn, as in "a4 0001003f d2 000000". Gives the last reply.
     std::string send(const std::string& frames) {
         std::istringstream words(frames);
         std::string reply;
@@ -49,16 +60,16 @@ struct TrialToken {
     // work, the root's listing, and whether the other password is right.
     std::array<std::string, 5> see() {
         const std::string login = send("20 " + otherPassword);
-        send((login == "0090" ? "" : firstLogin) + "A4 0001003F");
-        return {send("A4 0002003F0100 B0 0000DC05"), send("A4 0002003F0200 B0 0000B80B"),
-                send("A4 0002003F0300 D8 010000000000000000"), send("A4 0001003F D2 000000"),
+        send((login == "0090" ? "" : firstLogin) + "a4 0001003f");
+        return {send("a4 0002003f0100 b0 0000dc05"), send("a4 0002003f0200 b0 0000b80b"),
+                send("a4 0002003f0300 d8 010000000000000000"), send("a4 0001003f d2 000000"),
                 login};
     }
 
     // 1 is a public file of 1500 zeros, 2 a private one of `privateText`, 3 a two-factor key.
     void fill() {
-        send(firstLogin + "A4 0001003F E0 0100DC050100 E0 0101B80B0200 E0 030318000300 " +
-             "A4 0002003F0200 D0 0000B80B" + privateText + " A4 0002003F0300 D6 " + keyValue);
+        send(firstLogin + "a4 0001003f e0 0100dc050100 e0 0101b80b0200 e0 030318000300 " +
+             "a4 0002003f0200 d0 0000b80b" + privateText + " a4 0002003f0300 d6 " + keyValue);
     }
 
     std::string why;
@@ -67,11 +78,11 @@ struct TrialToken {
 };
 
 inline void putTrialImage(const std::string& path) {
-    static const ScratchFolder folder;
-    static const std::string made = folder.file("trial.db");
-    if (!std::filesystem::exists(made)) {
-        putFreshImage(made);
-        TrialToken(made).fill();
-    }
-    std::ofstream(path) << contentOf(made);
+    static const std::string made = [] {
+        const ScratchFolder folder;
+        putFreshImage(folder.file("trial.db"));
+        TrialToken(folder.file("trial.db")).fill();
+        return contentOf(folder.file("trial.db"));
+    }();
+    put(path, made);
 }

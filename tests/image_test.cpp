@@ -1,18 +1,26 @@
 // What killed processes, a failing disk and damage leave of a token, and what its files tell.
 
+#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
+#include <array>
 #include <atomic>
+#include <cstdlib>
+#include <filesystem>
 #include <optional>
 #include <random>
 #include <set>
+#include <string>
 
-#include "tests/failing_disk.h"
-#include "tests/trial_token.h"
+#include "tests/toolbox/failing_disk.h"
+#include "tests/toolbox/sql.h"
+#include "tests/toolbox/trial_token.h"
 #include "token/care/check.h"
 #include "token/care/owner.h"
+#include "token/image/make_image.h"
 
 namespace {
 
@@ -30,7 +38,7 @@ struct FaultTest : testing::Test {
         return holds("7072697661746520") || holds(keyValue) || holds(otherPassword.substr(2));
     }
 
-    ScratchFolder folder{"/dev/shm"};
+    ScratchFolder folder;
     std::string path = folder.file("token.db");
 };
 
@@ -41,7 +49,7 @@ std::string nthWrite(unsigned n, std::string& content) {
     token::put16(range, static_cast<std::uint16_t>(n * 37 % 2000));
     token::put16(range, static_cast<std::uint16_t>(bytes.size()));
     content.replace(n * 37 % 2000 * 2, 2 * bytes.size(), hexOf(bytes));
-    return "D0 " + hexOf(range) + hexOf(bytes);
+    return "d0 " + hexOf(range) + hexOf(bytes);
 }
 
 TEST_F(FaultTest, AKilledWriterLeavesWhatWasAnsweredAndNothingElse) {
@@ -56,7 +64,7 @@ TEST_F(FaultTest, AKilledWriterLeavesWhatWasAnsweredAndNothingElse) {
         if (writer == 0) {
             TrialToken token(path);
             token.connection->begin();
-            token.send(firstLogin + "A4 0002003F0200");
+            token.send(firstLogin + "a4 0002003f0200");
             for (; token.send(nthWrite(written++, expected[1])) == "0090"; ++*answered) {
             }
             _exit(1);
@@ -69,8 +77,8 @@ TEST_F(FaultTest, AKilledWriterLeavesWhatWasAnsweredAndNothingElse) {
             nthWrite(written++, expected[1]);
         }
         TrialToken token(path);
-        ASSERT_EQ(token.send("D2 000000"), "0464") << token.why;
-        ASSERT_EQ(token.send("A4 0002003F0200 B0 00000100"), "8269");
+        ASSERT_EQ(token.send("d2 000000"), "0464") << token.why;
+        ASSERT_EQ(token.send("a4 0002003f0200 b0 00000100"), "8269");
         ASSERT_EQ(token.connection->begin(), token::Outcome::good);
         if (token.see() != expected) {
             nthWrite(written++, expected[1]);  // it was under way
@@ -90,13 +98,13 @@ const struct {
     {putTrialImage, "", ""},
     {putTrialImage, "", "20 " + otherPassword},
     {putTrialImage, "", firstLogin},
-    {putTrialImage, firstLogin, "D4 " + otherPassword, "SELECT hex(wrapped_key) FROM password"},
-    {putTrialImage, firstLogin + "A4 0001003F", "E0 0101C4090500"},
-    {putTrialImage, "A4 0002003F0100", "D0 FE03040061626364"},
-    {putTrialImage, firstLogin + "A4 0002003F0200", "D0 FE07040061626364", oldPage},
-    {putTrialImage, firstLogin + "A4 0002003F0300", "D6 " + keyValue,
+    {putTrialImage, firstLogin, "d4 " + otherPassword, "SELECT hex(wrapped_key) FROM password"},
+    {putTrialImage, firstLogin + "a4 0001003f", "e0 0101c4090500"},
+    {putTrialImage, "a4 0002003f0100", "d0 fe03040061626364"},
+    {putTrialImage, firstLogin + "a4 0002003f0200", "d0 fe07040061626364", oldPage},
+    {putTrialImage, firstLogin + "a4 0002003f0300", "d6 " + keyValue,
      "SELECT hex(key) FROM object WHERE id = 3"},
-    {putTrialImage, firstLogin + "A4 0002003F0200", "E2 01", oldPage},
+    {putTrialImage, firstLogin + "a4 0002003f0200", "e2 01", oldPage},
 };
 
 TEST_F(FaultTest, AFailingDiskLeavesAChangeWholeOrUndone) {
@@ -144,7 +152,8 @@ TEST_F(FaultTest, DamageIsNeverTakenForPrivateContent) {
     const std::string image = contentOf(path);
     const auto whole = TrialToken(path).see();
     std::mt19937 random(30);
-    for (int i = 0; i < 10000; ++i) {
+    const int images = std::getenv("KSIGIL_TEST_LONG") == nullptr ? 1000 : 10000;
+    for (int i = 0; i < images; ++i) {
         std::string damaged = image;
         damaged.resize(random() % 4 == 0 ? 1 + random() % image.size() : image.size());
         for (unsigned long flips = random() % 16; flips > 0; --flips) {
@@ -152,7 +161,7 @@ TEST_F(FaultTest, DamageIsNeverTakenForPrivateContent) {
             byte = static_cast<char>(byte ^ 1 << random() % 8);
         }
         std::filesystem::remove(path + "-journal");
-        std::ofstream(path) << damaged;
+        put(path, damaged);
         TrialToken token(path);
         const auto seen = token.see();
         for (const std::size_t at : {1, 2}) {

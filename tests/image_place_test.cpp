@@ -1,7 +1,16 @@
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "tests/scratch_token.h"
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "tests/toolbox/scratch_image.h"
+#include "tests/toolbox/sql.h"
+#include "tests/toolbox/token_frames.h"
+#include "token/door/slot.h"
 #include "token/image/image_header.h"
 
 namespace {
@@ -23,7 +32,7 @@ struct WrongPlace {
 };
 
 void putText(const std::string& path) {
-    std::ofstream(path) << std::string(5000, 'x');
+    put(path, std::string(5000, 'x'));
 }
 
 template <int version>
@@ -35,7 +44,7 @@ void putVersion(const std::string& path) {
 const WrongPlace wrongPlaces[] = {
     {"is not a file", [](const std::string& path) { fs::create_directory(path); }},
     {"is not a file", [](const std::string& path) { mkfifo(path.c_str(), 0600); }},
-    {"is empty", [](const std::string& path) { std::ofstream{path}; }},
+    {"is empty", [](const std::string& path) { put(path, ""); }},
     {"is not a token image", putText},
     {"is not a token image",  // in write-ahead mode, which an opening to write would touch
      [](const std::string& path) { sql(path, "PRAGMA journal_mode = WAL; CREATE TABLE t (x)"); }},
@@ -58,7 +67,7 @@ const WrongPlace wrongPlaces[] = {
 
 TEST(ImageFileTest, WhatIsNoImageIsNeverWritten) {
     for (const WrongPlace& wrong : wrongPlaces) {
-        const ScratchFolder folder;
+        const ScratchFolder folder(Medium::disk);
         const std::string path = folder.file("a 100%?#.db");
         wrong.prepare(path);
         const bool file = fs::is_regular_file(path);
@@ -70,7 +79,7 @@ TEST(ImageFileTest, WhatIsNoImageIsNeverWritten) {
 }
 
 TEST(ImageFileTest, PlacesThatCannotBeUsedAreRefused) {
-    const ScratchFolder folder;
+    const ScratchFolder folder(Medium::disk);
     EXPECT_NE(connectTo({folder.file("no/token.db"), false}).find("cannot be found"),
               std::string::npos);
     EXPECT_FALSE(fs::exists(folder.file("no")));
@@ -102,7 +111,7 @@ TEST(ImageFileTest, PlacesThatCannotBeUsedAreRefused) {
 }
 
 TEST(ImageFileTest, ACrashInTheMidstOfAChangeIsNoReasonToRefuse) {
-    const ScratchFolder folder;
+    const ScratchFolder folder(Medium::disk);
     const std::string path = folder.file("token.db");
     putFreshImage(path);
     fs::resize_file(path, fs::file_size(path) - 4096);  // the first page still counts what is gone
@@ -110,7 +119,7 @@ TEST(ImageFileTest, ACrashInTheMidstOfAChangeIsNoReasonToRefuse) {
 }
 
 TEST(ImageFileTest, TheDefaultPlaceIsMadeForItsOwnerAlone) {
-    const ScratchFolder folder;
+    const ScratchFolder folder(Medium::disk);
     const std::string path = folder.file("share/ksigil/token.db");
     const mode_t mask = umask(0277);
     EXPECT_EQ(connectTo({path, true}), "good");
@@ -144,7 +153,7 @@ TEST(ImageFileTest, TheEnvironmentNamesThePlace) {
 }
 
 TEST(ImageFileTest, ALinkToAnImageLeadsToTheSameToken) {
-    const ScratchFolder folder;
+    const ScratchFolder folder(Medium::disk);
     putFreshImage(folder.file("token.db"));
     fs::create_symlink("token.db", folder.file("link.db"));
     token::Slot one({folder.file("token.db"), false});
@@ -154,8 +163,8 @@ TEST(ImageFileTest, ALinkToAnImageLeadsToTheSameToken) {
     std::string why;
     ASSERT_EQ(one.connect(first, why), Outcome::good) << why;
     ASSERT_EQ(other.connect(second, why), Outcome::good) << why;
-    answer(*first, frameOf("A4", "0001003F"));
-    EXPECT_EQ(answer(*second, frameOf("D2", "000000")), "00000090");
+    answer(*first, frameOf("a4", "0001003f"));
+    EXPECT_EQ(answer(*second, frameOf("d2", "000000")), "00000090");
 
     // Another image in its place would meet a power that is not its own.
     fs::remove(folder.file("token.db"));

@@ -8,36 +8,8 @@
 
 #include "apdulib/apdu_talker.h"
 #include "include/basic_types.h"
-
-using Bytes = std::vector<u8>;
-
-inline std::string hex(const Bytes& bytes) {
-    std::string text;
-    for (const u8 byte : bytes) {
-        text += {"0123456789abcdef"[byte >> 4], "0123456789abcdef"[byte & 0xF]};
-    }
-    return text;
-}
-
-inline void append16(Bytes& bytes, u32 value) {
-    bytes.insert(bytes.end(), {static_cast<u8>(value), static_cast<u8>(value >> 8)});
-}
-
-// A frame as its name and data field, a selection as its path: "select 3f00a1a1", "read 0000da03".
-inline std::string wordOf(const Bytes& frame) {
-    static const std::map<u8, std::string> names{
-        {0x20, "login"},  {0xD4, "change"}, {0xDC, "logout"}, {0xE0, "create"}, {0xE2, "delete"},
-        {0xA4, "select"}, {0xB0, "read"},   {0xD0, "write"},  {0xD6, "key"},    {0xD2, "list"},
-        {0xD8, "desx"},   {0xDA, "info"},   {0xDE, "word"}};
-    Bytes field(frame.begin() + 7, frame.end());
-    if (frame[1] == 0xA4) {
-        field.erase(field.begin(), field.begin() + 2);
-        for (std::size_t at = 0; at + 1 < field.size(); at += 2) {
-            std::swap(field[at], field[at + 1]);
-        }
-    }
-    return names.at(frame[1]) + " " + hex(field);
-}
+#include "tests/toolbox/bytes.h"
+#include "tests/toolbox/frame_words.h"
 
 // A small token: objects by path, no password. It keeps the frames, the room for their replies and
 // the frames in words, refuses the one that reads `refused` with 0x6982, and lets a test change any
@@ -90,7 +62,7 @@ class TokenTalker : public ApduTalker {
   private:
     Answer answerTo(const Bytes& frame) {
         const Bytes field(frame.begin() + 7, frame.end());
-        const std::string word = wordOf(frame);
+        const std::string word = wordsOf(frame);
         const std::string path = frame[1] == 0xA4 ? word.substr(word.find(' ') + 1) : "";
         words += (words.empty() ? "" : ", ") + word;
         const bool isFound = path.empty() || objects.contains(path);

@@ -1,28 +1,33 @@
 // Several processes and threads on one image. This program is also the other process: started with
 // an image's path it does what it is told on its standard input, a word a line, and answers a line.
 
-#include <fcntl.h>
-#include <poll.h>
+#include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/wait.h>
 
+#include <filesystem>
 #include <functional>
 #include <iostream>
 #include <map>
+#include <memory>
 #include <sstream>
+#include <string>
 #include <thread>
+#include <vector>
 
-#include "tests/scratch_token.h"
+#include "tests/toolbox/process.h"
+#include "tests/toolbox/scratch_image.h"
+#include "tests/toolbox/token_frames.h"
+#include "token/door/slot.h"
 
 namespace {
 
 using token::Connection;
 using token::Outcome;
 
-constexpr const char* root = "00A40000000004 0001003F";
+constexpr const char* root = "00a40000000004 0001003f";
 constexpr const char* login = "00200000000005 0431323334";
-constexpr const char* list = "00D20000000003 000000";
-constexpr const char* createPrivate = "00E00000000006 010100000100";
+constexpr const char* list = "00d20000000003 000000";
+constexpr const char* createPrivate = "00e00000000006 010100000100";
 
 // Adds 1 to the 16-bit number in file 1, `times` times, each under a transaction.
 std::string countUp(Connection& connection, int times) {
@@ -30,10 +35,10 @@ std::string countUp(Connection& connection, int times) {
         if (connection.begin() != Outcome::good) {
             return "not begun";
         }
-        answer(connection, bytesOf("00A40000000006 0002003F0100"));
-        const token::Buffer old = bytesOf(answer(connection, bytesOf("00B00000000004 00000200")));
+        answer(connection, bytesOf("00a40000000006 0002003f0100"));
+        const token::Buffer old = bytesOf(answer(connection, bytesOf("00b00000000004 00000200")));
         const unsigned next = token::get16(old, 0) + 1U;
-        token::Buffer write = bytesOf("00D00000000006 00000200");
+        token::Buffer write = bytesOf("00d00000000006 00000200");
         token::put16(write, static_cast<std::uint16_t>(next));
         if (answer(connection, write) != "0090" ||
             connection.end(token::Disposition::leave) != Outcome::good) {
@@ -73,66 +78,6 @@ int beAnotherProcess(const char* path) {
     return 0;
 }
 
-class Process {
-  public:
-    explicit Process(const std::string& image) {
-        int in[2];
-        int out[2];
-        EXPECT_EQ(pipe2(in, O_CLOEXEC) + pipe2(out, O_CLOEXEC), 0);
-        id_ = fork();
-        if (id_ == 0) {
-            dup2(in[0], STDIN_FILENO);
-            dup2(out[1], STDOUT_FILENO);
-            execl("/proc/self/exe", "sharing_test", image.c_str(), nullptr);
-            _exit(127);
-        }
-        close(in[0]);
-        close(out[1]);
-        in_ = in[1];
-        out_ = fdopen(out[0], "r");
-    }
-    Process(const Process&) = delete;
-    Process& operator=(const Process&) = delete;
-    ~Process() { end(SIGKILL); }
-
-    void say(const std::string& word) {
-        const std::string line = word + "\n";
-        EXPECT_EQ(write(in_, line.data(), line.size()), static_cast<ssize_t>(line.size()));
-    }
-
-    // The next answer's line, or "waits" if there is none within the time.
-    std::string hear(int milliseconds = 10000) {
-        pollfd ready{fileno(out_), POLLIN, 0};
-        char line[8192];
-        if (poll(&ready, 1, milliseconds) != 1 || fgets(line, sizeof line, out_) == nullptr) {
-            return "waits";
-        }
-        return std::string(line, strcspn(line, "\n"));
-    }
-
-    std::string ask(const std::string& word) {
-        say(word);
-        return hear();
-    }
-
-    void signal(int number) { kill(id_, number); }
-
-    void end(int number) {
-        if (id_ > 0) {
-            signal(number);
-            waitpid(id_, nullptr, 0);
-            close(in_);
-            fclose(out_);
-            id_ = 0;
-        }
-    }
-
-  private:
-    pid_t id_ = 0;
-    int in_ = -1;
-    FILE* out_ = nullptr;
-};
-
 class SharingTest : public testing::Test {
   protected:
     SharingTest() { putFreshImage(path_); }
@@ -154,23 +99,23 @@ class SharingTest : public testing::Test {
 
     ScratchFolder folder_;
     std::string path_ = folder_.file("token.db");
-    Process a_{path_};
-    Process b_{path_};
-    Process c_{path_};
+    Process a_{{"/proc/self/exe", path_}};
+    Process b_{{"/proc/self/exe", path_}};
+    Process c_{{"/proc/self/exe", path_}};
 };
 
 TEST_F(SharingTest, SelectionAndLoginAreTheTokens) {
-    talk("a connect good  a list 0464  b connect good  a root 003F0200000000000090");
+    talk("a connect good  a list 0464  b connect good  a root 003f0200000000000090");
     talk("b list 00000090  b create 8269  a login 0090  b create 0090");
 }
 
 TEST_F(SharingTest, PowerEndsWithTheLastConnectionHoweverItEnds) {
     const std::string selected = "c connect good  c list 00000090  c close good";
     const std::string forgotten = "c connect good  c list 0464  c close good";
-    talk("a connect good  a root 003F0200000000000090  a begin good  b connect good  a end good");
+    talk("a connect good  a root 003f0200000000000090  a begin good  b connect good  a end good");
     a_.end(SIGKILL);
     talk(selected + "  b close good  " + forgotten);
-    talk("b connect good  b root 003F0200000000000090  " + selected);
+    talk("b connect good  b root 003f0200000000000090  " + selected);
     b_.end(SIGKILL);
     talk(forgotten);
 }
@@ -178,7 +123,7 @@ TEST_F(SharingTest, PowerEndsWithTheLastConnectionHoweverItEnds) {
 TEST_F(SharingTest, ATransactionExcludesUntilItEndsOrItsProcessDoes) {
     for (const bool dies : {false, true}) {
         talk("a connect good  b connect good  c connect good  a begin good");
-        talk("a root 003F0200000000000090  b list waits  c begin waits");
+        talk("a root 003f0200000000000090  b list waits  c begin waits");
         if (dies) {
             a_.end(SIGKILL);
         } else {
@@ -190,7 +135,7 @@ TEST_F(SharingTest, ATransactionExcludesUntilItEndsOrItsProcessDoes) {
 
 TEST_F(SharingTest, AResetWaitsForNobody) {
     talk("a connect good  b connect good  c connect good  a login 0090  a begin good");
-    talk("a root 003F0200000000000090  b begin waits");
+    talk("a root 003f0200000000000090  b begin waits");
     a_.signal(SIGSTOP);  // the holder can do nothing for it
     talk("c reset good  b - reset  b list reset  c reconnect good  c begin good  c list 0464");
     a_.signal(SIGCONT);
@@ -202,7 +147,7 @@ TEST_F(SharingTest, AResetWaitsForNobody) {
 
 TEST_F(SharingTest, ARemovedTokenStaysRemovedUntilItIsInserted) {
     const std::string absent = "  c connect absent";
-    talk("a connect good  b connect good  a root 003F0200000000000090  a begin good  b list waits");
+    talk("a connect good  b connect good  a root 003f0200000000000090  a begin good  b list waits");
     talk("c remove good  b - removed  a begin removed  a end removed  a reconnect removed" +
          absent);
     a_.end(SIGKILL);
@@ -217,7 +162,7 @@ TEST_F(SharingTest, NoCountIsLostBetweenProcessesAndThreads) {
     std::string why;
     ASSERT_EQ(slot.connect(first, why), Outcome::good) << why;
     answer(*first, bytesOf(root));
-    ASSERT_EQ(answer(*first, bytesOf("00E00000000006 010002000100")), "0090");
+    ASSERT_EQ(answer(*first, bytesOf("00e00000000006 010002000100")), "0090");
     for (Process* process : {&a_, &b_, &c_}) {
         EXPECT_EQ(process->ask("connect"), "good");
         process->say("count");
@@ -237,8 +182,8 @@ TEST_F(SharingTest, NoCountIsLostBetweenProcessesAndThreads) {
     for (Process* process : {&a_, &b_, &c_}) {
         EXPECT_EQ(process->hear(), "good");
     }
-    answer(*first, bytesOf("00A40000000006 0002003F0100"));
-    EXPECT_EQ(answer(*first, bytesOf("00B00000000004 00000200")), "6C020090");  // 620
+    answer(*first, bytesOf("00a40000000006 0002003f0100"));
+    EXPECT_EQ(answer(*first, bytesOf("00b00000000004 00000200")), "6c020090");  // 620
 }
 
 TEST_F(SharingTest, WhoComesFirstMakesTheImageWhole) {

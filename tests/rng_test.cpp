@@ -1,0 +1,127 @@
+#include "support/rng.h"
+
+#include <dlfcn.h>
+#include <gmock/gmock.h>
+#include <sys/random.h>
+
+#include <memory>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/crypto_providers.h"
+#include "platform/win32.h"
+#include "support/create_rng.h"
+#include "support/software_rng.h"
+#include "tests/toolbox/throws.h"
+
+namespace {
+
+ssize_t kernelOwes = 0;  // of the bytes that are asked for
+
+}  // namespace
+
+// Stands in front of the kernel's for the whole program.
+ssize_t getrandom(void* buffer, size_t length, unsigned flags) {
+    static const auto real = reinterpret_cast<decltype(&getrandom)>(dlsym(RTLD_NEXT, "getrandom"));
+    return real(buffer, length, flags) - kernelOwes;
+}
+
+namespace {
+
+enum Provider { good, failing, absent };  // a failing one is there, and fails at each draw
+
+// In use while it exists. Keeps each call in words. The nth provider asked for has the context n.
+struct Machine : platform::CryptoProviders {
+    explicit Machine(std::vector<Provider> all) : providers(std::move(all)) {
+        platform::useCryptoProviders(this);
+    }
+    ~Machine() override { platform::useCryptoProviders(nullptr); }
+
+    u32 acquire(const char* name, u32 type, u32 flags, u64& context) override {
+        calls += std::string(name) + "," + std::to_string(type) + "," + std::to_string(flags) + ";";
+        context = ++asked;
+        return providers.at(asked - 1) == absent ? 1 : 0;
+    }
+    u32 generate(u64 context, u8*, u32 length) override {
+        calls += "draw " + std::to_string(length) + " of " + std::to_string(context) + ";";
+        return providers.at(context - 1) == failing ? 0x80091234 : 0;
+    }
+    u32 release(u64 context) override {
+        calls += "release " + std::to_string(context) + ";";
+        return 0;
+    }
+
+    std::vector<Provider> providers;
+    std::string calls;
+    u64 asked = 0;
+};
+
+TEST(Rng, IsTheFirstProviderThatPasses) {
+    struct Case {
+        std::vector<Provider> providers;
+        u32 kind;
+        const char* lastCalls;
+    };
+    const Case cases[] = {
+        {{good, good}, 3, "draw 4 of 1;release 1;"},
+        {{failing, absent, good, good}, 2, "draw 4 of 3;release 3;"},
+        {{absent, failing, failing, good}, 0, "draw 4 of 4;release 4;"},
+        {{absent, absent, absent, absent},
+         4,
+         "Microsoft Base Cryptographic Provider v1.0,1,4026531840;"},
+        {{failing, failing, failing, failing},
+         4,
+         "Intel Hardware Cryptographic Service Provider,22,0;draw 4 of 1;release 1;"
+         "Microsoft Strong Cryptographic Provider,1,4026531840;draw 4 of 2;release 2;"
+         "Microsoft Enhanced Cryptographic Provider v1.0,1,4026531840;draw 4 of 3;release 3;"
+         "Microsoft Base Cryptographic Provider v1.0,1,4026531840;draw 4 of 4;release 4;"}};
+    for (const auto& [providers, kind, lastCalls] : cases) {
+        Machine machine(providers);
+        EXPECT_EQ(createRng()->sourceKind(), kind) << lastCalls;
+        EXPECT_THAT(machine.calls, testing::EndsWith(lastCalls));
+    }
+    Machine machine({good});
+    const std::unique_ptr<Rng> rng = createRng();
+    machine.providers = {failing};
+    std::vector<u8> bytes(3);
+    EXPECT_THAT([&] { rng->generate(bytes, 16); },
+                throwsWith<VDW::RngException>("::CryptGenRandom() failed", 0xE0011234U));
+    EXPECT_EQ(bytes.size(), 3U);
+}
+
+TEST(Rng, IsTheKernelHere) {
+    const std::unique_ptr<Rng> rng = createRng();
+    EXPECT_EQ(rng->sourceKind(), Rng::strongProvider);
+    std::vector<u8> bytes(5000);
+    rng->generate(bytes, 9000);
+    EXPECT_EQ(bytes.size(), 9000U);
+    EXPECT_EQ(std::set<u8>(bytes.begin(), bytes.end()).size(), 256U);
+    // All but one byte; or none and -1, a failure.
+    for (const ssize_t owed : {1, 4098}) {
+        kernelOwes = owed;
+        EXPECT_THROW(rng->generate(bytes, 4097), VDW::RngException) << owed;
+        EXPECT_EQ(GetLastError(), NTE_FAIL);
+    }
+    kernelOwes = 0;
+}
+
+TEST(SoftwareRng, SharesItsSequenceOnAThread) {
+    using Seed = std::vector<u8>;
+    for (const auto& [seed, same] : {std::pair<Seed, Seed>{{1, 2, 3, 4, 5, 6}, {1, 2, 3, 4}},
+                                     {{1, 2}, {0, 0, 1, 2}},
+                                     {{}, {0}}}) {
+        std::vector<u8> draws[3];
+        SoftwareRng().seed(seed);
+        SoftwareRng().generate(draws[0], 5000);
+        SoftwareRng().generate(draws[1], 5000);
+        SoftwareRng().seed(same);
+        SoftwareRng().generate(draws[2], 5000);
+        EXPECT_NE(draws[0], draws[1]);
+        EXPECT_EQ(draws[0], draws[2]);
+        EXPECT_EQ(std::set<u8>(draws[0].begin(), draws[0].end()).size(), 255U);
+    }
+}
+
+}  // namespace

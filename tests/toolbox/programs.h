@@ -1,0 +1,27 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+#include "tests/toolbox/command.h"
+#include "tests/toolbox/files.h"
+#include "tests/toolbox/scratch_folder.h"
+
+// Programs run in a folder that is their temporary directory and holds their token and
+// configuration.
+struct Programs : testing::Test, ScratchFolder {
+    void put(const std::string& name, const std::string& text) { ::put(file(name), text); }
+
+    // $self is the test's own program in the role named.
+    std::string run(const std::string& commands) const {
+        setenv("SELF", std::filesystem::read_symlink("/proc/self/exe").c_str(), 1);
+        return ::run("umask 0; cd " + path() +
+                     "; export TMPDIR=$PWD KSIGIL_PCSC=embedded KSIGIL_LOGGING=$PWD/conf"
+                     " KSIGIL_TOKEN=$PWD/token.db; self=\"timeout 20 $SELF --role\";"
+                     " shell='timeout 20 " QVSH " any'; " +
+                     commands);
+    }
+};

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <string>
+
+#include "tests/toolbox/bytes.h"
+#include "token/door/connection.h"
+
+// A whole frame from the instruction byte and the data field, both in hexadecimal.
+inline Bytes frameOf(const std::string& ins, const std::string& data) {
+    const Bytes field = bytesOf(data);
+    Bytes frame = bytesOf("00" + ins + "000000");
+    frame.push_back(static_cast<std::uint8_t>(field.size() >> 8));
+    frame.push_back(static_cast<std::uint8_t>(field.size()));
+    frame.insert(frame.end(), field.begin(), field.end());
+    return frame;
+}
+
+inline std::string nameOf(token::Outcome outcome) {
+    switch (outcome) {
+        case token::Outcome::good:
+            return "good";
+        case token::Outcome::unusable:
+            return "unusable";
+        case token::Outcome::absent:
+            return "absent";
+        case token::Outcome::removed:
+            return "removed";
+        case token::Outcome::reset:
+            return "reset";
+        case token::Outcome::notHeld:
+            return "notHeld";
+        case token::Outcome::served:
+            return "served";
+    }
+    return "an outcome without a name";
+}
+
+// The whole reply in hexadecimal, the status word's low byte first as on the wire; or the outcome.
+inline std::string answer(token::Connection& connection, token::Bytes frame) {
+    token::Buffer reply;
+    const token::Outcome outcome = connection.transmit(frame, reply);
+    return outcome == token::Outcome::good ? hexOf(reply) : nameOf(outcome);
+}
