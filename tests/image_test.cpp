@@ -69,8 +69,14 @@ TEST_F(FaultTest, AKilledWriterLeavesWhatWasAnsweredAndNothingElse) {
             }
             _exit(1);
         }
-        usleep(static_cast<unsigned>(random() % 20000));
-        int status = kill(writer, SIGKILL);
+        // Killed as it starts, or so many writes later, however slow the machine.
+        const auto writes = static_cast<unsigned>(random() % 10);
+        int status = 0;
+        while (*answered < writes && waitpid(writer, &status, WNOHANG) == 0) {
+            usleep(50);
+        }
+        usleep(static_cast<unsigned>(random() % (writes == 0 ? 10000 : 1000)));
+        kill(writer, SIGKILL);
         waitpid(writer, &status, 0);
         ASSERT_EQ(WTERMSIG(status), SIGKILL);
         for (; *answered > 0; --*answered) {
