@@ -191,6 +191,11 @@ std::uint32_t EmbeddedResourceManager::begin(std::uint32_t card, std::string& wh
     return meaning.result;
 }
 
+std::int32_t EmbeddedResourceManager::holder(std::uint32_t card) {
+    const auto connection = connectionOf(card);
+    return connection ? connection->holder() : 0;
+}
+
 std::uint32_t EmbeddedResourceManager::end(std::uint32_t card, std::uint32_t disposition) {
     const auto connection = connectionOf(card);
     if (!connection) {

@@ -31,6 +31,7 @@ class EmbeddedResourceManager : public ResourceManager {
                             std::uint32_t initialization, std::uint32_t& activeProtocol) override;
     std::uint32_t disconnect(std::uint32_t card, std::uint32_t disposition) override;
     std::uint32_t begin(std::uint32_t card, std::string& why) override;
+    std::int32_t holder(std::uint32_t card) override;
     std::uint32_t end(std::uint32_t card, std::uint32_t disposition) override;
     std::uint32_t transmit(std::uint32_t card, std::uint32_t protocol, const std::uint8_t* send,
                            std::uint32_t sendLength, std::uint8_t* receive,

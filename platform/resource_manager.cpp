@@ -51,6 +51,10 @@ void useResourceManager(ResourceManager* manager) {
     replacement = manager;
 }
 
+bool isReaderEmbedded() {
+    return dynamic_cast<const EmbeddedResourceManager*>(&resourceManager()) != nullptr;
+}
+
 std::string readerTarget() {
     return printable(resourceManager().leadsTo());
 }

@@ -34,6 +34,8 @@ class ResourceManager {
     virtual std::uint32_t disconnect(std::uint32_t card, std::uint32_t disposition) = 0;
 
     virtual std::uint32_t begin(std::uint32_t card, std::string& why) = 0;
+    // The number of the process that holds the card, 0 where that is not known. Does not block.
+    virtual std::int32_t holder(std::uint32_t) { return 0; }
     virtual std::uint32_t end(std::uint32_t card, std::uint32_t disposition) = 0;
 
     // `receiveLength` in: the room at `receive`, in bytes; out: the reply's length, or with

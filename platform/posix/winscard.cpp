@@ -6,6 +6,7 @@
 #include "platform/posix/winscard_names.h"
 #include "platform/printable.h"
 #include "platform/resource_manager.h"
+#include "platform/waiting_notice.h"
 
 using platform::resourceManager;
 
@@ -13,7 +14,7 @@ namespace {
 
 // An operator whose program ends for a failed call is told why, in one line and one write.
 LONG told(const char* attempt, DWORD rv, const std::string& why) {
-    if (rv != 0) {
+    if (rv != 0 && !platform::SilentCalls::areOn()) {
         std::array<char, 16> number{};
         std::snprintf(number.data(), number.size(), " (0x%x)", rv);
         const std::string line = std::string("ksigil: cannot ") + attempt + ": " +
@@ -57,7 +58,7 @@ LONG SCardDisconnect(SCARDHANDLE card, DWORD disposition) {
 
 LONG SCardBeginTransaction(SCARDHANDLE card) {
     std::string why;
-    const DWORD rv = resourceManager().begin(card, why);
+    const DWORD rv = platform::beginWithNotice(resourceManager(), card, why);
     return told("lock the token", rv, why);
 }
 

@@ -49,6 +49,9 @@ class Connection {
     // Whether the next call meets a reset or a removal. Waits for nobody.
     Outcome look();
 
+    // The process that holds the token, 0 if none does. Waits for nobody.
+    std::int32_t holder() { return token_->power().holder(); }
+
     // Ends selection, login and everybody's transaction. This connection need not reconnect. Waits
     // for nobody, not for a call of this connection either.
     void reset();

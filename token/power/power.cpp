@@ -113,6 +113,7 @@ Power::Condition Power::acquire(const Epoch& epoch, Lease& lease) {
             if (isFree(slept)) {
                 lease = {user_, ++lastLease_};
                 state().holder.store(lease);
+                state().holderProcess = getpid();
                 return condition;
             }
             state().waiting += 1;
@@ -124,6 +125,11 @@ Power::Condition Power::acquire(const Epoch& epoch, Lease& lease) {
 
 void Power::sleep(std::uint32_t changes) {
     syscall(SYS_futex, &state().changes, FUTEX_WAIT, changes, &lookForDeadEvery, nullptr, 0);
+}
+
+std::int32_t Power::holder() {
+    const StateGuard guard(state());
+    return state().holder.load().isNone() ? 0 : state().holderProcess;
 }
 
 bool Power::isHolder(const Lease& lease) {

@@ -36,6 +36,8 @@ class Power {
     // Waits until nobody holds the token, and holds it. Death of the holder, a reset and a removal
     // end the lease. Unless good, nothing is held.
     Condition acquire(const Epoch& epoch, Lease& lease);
+    // The process that holds the token, 0 if none does.
+    std::int32_t holder();
     bool isHolder(const Lease& lease);
     // Nothing happens if the lease has ended.
     void release(const Lease& lease);

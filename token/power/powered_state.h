@@ -26,7 +26,7 @@ struct alignas(8) Lease {
 // rest. `holder` and `changes` are also read without it. A user that dies with the guard does no
 // harm: a session counts when `session` points to it, and every other change is one word.
 struct PoweredState {
-    static constexpr std::uint32_t layout = 2;
+    static constexpr std::uint32_t layout = 3;
 
     std::uint32_t formed;  // `layout`, once the rest stands
     std::uint64_t stamp;
@@ -42,6 +42,7 @@ struct PoweredState {
     std::uint32_t session;  // the index of the current one
 
     std::atomic<Lease> holder;  // a word, so that no half of it is ever seen
+    std::int32_t holderProcess;  // of the last holder
     std::uint32_t waiting;      // users that sleep until the holder is gone; may count dead ones
     std::atomic<std::uint32_t> changes;  // what they sleep on
 

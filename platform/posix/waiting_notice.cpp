@@ -1,0 +1,95 @@
+#include "platform/waiting_notice.h"
+
+#include <condition_variable>
+#include <csignal>
+#include <mutex>
+#include <optional>
+#include <thread>
+
+#include "platform/resource_manager.h"
+
+namespace platform {
+namespace {
+
+thread_local const WaitingNotice* noticeOfThread = nullptr;
+thread_local bool silent = false;
+
+// Looks on from another thread while a begin waits. The begin itself cannot be cut short.
+class Watch {
+  public:
+    Watch(const WaitingNotice& notice, ResourceManager& manager, std::uint32_t card)
+        : notice_(notice), manager_(manager), card_(card) {
+        // Signals are for the threads that were there before.
+        sigset_t all;
+        sigset_t usual;
+        sigfillset(&all);
+        pthread_sigmask(SIG_SETMASK, &all, &usual);
+        thread_ = std::thread([this] { look(); });
+        pthread_sigmask(SIG_SETMASK, &usual, nullptr);
+    }
+    Watch(const Watch&) = delete;
+    Watch& operator=(const Watch&) = delete;
+    ~Watch() = default;
+
+    void end(bool succeeded) {
+        {
+            const std::lock_guard guard(mutex_);
+            hasEnded_ = true;
+        }
+        ended_.notify_one();
+        thread_.join();
+        if (isTold_) {
+            notice_.ends(succeeded);
+        }
+    }
+
+  private:
+    void look() {
+        std::unique_lock guard(mutex_);
+        if (!ended_.wait_for(guard, notice_.patience, [this] { return hasEnded_; })) {
+            isTold_ = true;
+            notice_.waits(manager_.holder(card_));
+        }
+    }
+
+    const WaitingNotice& notice_;
+    ResourceManager& manager_;
+    std::uint32_t card_;
+    std::mutex mutex_;
+    std::condition_variable ended_;
+    bool hasEnded_ = false;
+    bool isTold_ = false;
+    std::thread thread_;
+};
+
+}  // namespace
+
+void setWaitingNotice(const WaitingNotice* notice) {
+    noticeOfThread = notice;
+}
+
+std::uint32_t beginWithNotice(ResourceManager& manager, std::uint32_t card, std::string& why) {
+    std::optional<Watch> watch;
+    if (noticeOfThread != nullptr) {
+        watch.emplace(*noticeOfThread, manager, card);
+    }
+    const std::uint32_t rv = manager.begin(card, why);
+    if (watch) {
+        watch->end(rv == 0);
+    }
+    return rv;
+}
+
+SilentCalls::SilentCalls() : before_(silent) {
+    silent = true;
+}
+
+SilentCalls::~SilentCalls() {
+    silent = before_;
+}
+
+bool SilentCalls::areOn() {
+    return silent;
+}
+
+}  // namespace platform
