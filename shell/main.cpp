@@ -3,12 +3,14 @@
 #include "include/reader_name.h"
 #include "platform/process.h"
 #include "shell/qv_shell.h"
+#include "shell/terminal/terminal.h"
 
 int main(int argc, char**) {
     platform::prepareProcess();
     std::ios::sync_with_stdio(false);
     int status = 1;
     if (argc == 2) {
+        const ksigil::Terminal terminal;
         QVShell shell(ksigil::readerName);
         status = shell.run();
     } else {

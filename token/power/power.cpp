@@ -11,6 +11,7 @@
 
 #include "token/base/fault.h"
 #include "token/base/gcrypt.h"
+#include "token/base/system.h"
 
 namespace token {
 namespace {
@@ -113,7 +114,7 @@ Power::Condition Power::acquire(const Epoch& epoch, Lease& lease) {
             if (isFree(slept)) {
                 lease = {user_, ++lastLease_};
                 state().holder.store(lease);
-                state().holderProcess = getpid();
+                state().holderProcess = system().processNumber();
                 return condition;
             }
             state().waiting += 1;
