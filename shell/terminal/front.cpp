@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <iostream>
+#include <utility>
 
 #include "Components/qv_aid/qv_filesystem.h"
 #include "platform/reader_target.h"
@@ -215,25 +216,30 @@ void Front::handOver(const Piece& piece) {
     }
 }
 
-// The shell has answered, and asks for more.
+// The shell has answered, and stands at its prompt, over which this writes.
 void Front::tellAboutLast() {
     const bool isRefused = answer_ && answer_->beginning().starts_with("FAIL: ") &&
                            answer_->beginning().find("0xe0066982") != std::string::npos;
     answer_.reset();
-    const Piece piece = std::move(last_);
-    last_.clear();
+    const Piece piece = std::exchange(last_, {});
+    const auto isUnknown = [](const Command& command) { return command.word == nullptr; };
     for (const Command& command : piece) {
         hasConnected_ = hasConnected_ || (command.word != nullptr && command.word->reachesToken);
-        if (command.word == nullptr) {
-            std::cout << '\r' << std::flush;
+    }
+    if (!isRefused && std::none_of(piece.begin(), piece.end(), isUnknown)) {
+        return;
+    }
+    std::cout << '\r' << std::flush;
+    for (const Command& command : piece) {
+        if (isUnknown(command)) {
             tellNearest(command.name);
         }
     }
     if (isRefused) {
-        std::cout << '\r' << std::flush;
         std::cerr << "Ten refused logins in a row block the password. \"ksigil-token show\" tells "
                      "how many there were, \"ksigil-token unblock\" lifts the block.\n";
     }
+    std::cout << prompt << std::flush;
 }
 
 }  // namespace ksigil

@@ -1,0 +1,628 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <poll.h>
+#include <pty.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <termios.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <functional>
+#include <iostream>
+#include <vector>
+
+#include "platform/embedded_resource_manager.h"
+#include "shell/qv_shell.h"
+#include "shell/terminal/line.h"
+#include "shell/terminal/terminal.h"
+#include "tests/toolbox/bytes.h"
+#include "tests/toolbox/files.h"
+#include "tests/toolbox/scratch_folder.h"
+#include "tests/toolbox/scratch_image.h"
+#include "tests/toolbox/transcripts.h"
+
+namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+
+// As much of a terminal's screen as a shell makes use of.
+class Screen {
+  public:
+    explicit Screen(std::size_t width) : width_(width) {}
+
+    void feed(const std::string& bytes) {
+        for (const char byte : bytes) {
+            if (!sequence_.empty()) {
+                follow(byte);
+            } else if (byte == '\033') {
+                sequence_ = byte;
+            } else if (byte == '\r') {
+                column_ = 0;
+            } else if (byte == '\n') {
+                nextRow();
+            } else if (byte == '\b') {
+                column_ -= column_ > 0 ? 1 : 0;
+            } else if (byte != '\a') {
+                put(byte);
+            }
+        }
+    }
+
+    // All rows that there ever were, as far as they were written.
+    std::string text() const {
+        std::string all;
+        for (std::size_t i = 0; i <= row_; ++i) {
+            all += (i == 0 ? "" : "\n") + rows_[i];
+        }
+        return all + std::string(std::max(column_, rows_[row_].size()) - rows_[row_].size(), ' ');
+    }
+
+  private:
+    void put(char byte) {
+        const bool continues = (byte & 0xC0) == 0x80;
+        if (!continues && column_ == width_) {
+            column_ = 0;
+            nextRow();
+        }
+        std::string& row = rows_[row_];
+        row.resize(std::max(row.size(), column_ + 1), ' ');
+        row[column_] = byte;
+        column_ += 1;
+    }
+
+    void nextRow() {
+        if (++row_ == rows_.size()) {
+            rows_.emplace_back();
+        }
+    }
+
+    void follow(char byte) {
+        sequence_ += byte;
+        if (sequence_.size() == 2 || byte < '@' || byte > '~') {
+            return;
+        }
+        const std::size_t number = static_cast<std::size_t>(std::atoi(sequence_.c_str() + 2));
+        const std::size_t count = std::max<std::size_t>(number, 1);
+        switch (byte) {
+            case 'A':
+                row_ -= std::min(count, row_);
+                break;
+            case 'B':
+                row_ += count;
+                break;
+            case 'C':
+                column_ += count;
+                break;
+            case 'D':
+                column_ -= std::min(count, column_);
+                break;
+            case 'G':
+                column_ = count - 1;
+                break;
+            case 'J':
+                rows_.resize(row_ + 1);
+                [[fallthrough]];
+            case 'K':
+                rows_[row_].resize(std::min(rows_[row_].size(), column_));
+                break;
+            default:
+                break;
+        }
+        sequence_.clear();
+    }
+
+    std::size_t width_;
+    std::vector<std::string> rows_{""};
+    std::size_t row_ = 0;
+    std::size_t column_ = 0;
+    std::string sequence_;
+};
+
+// The embedded token, which writes down what it is asked for: "b", the frames' instructions, "e".
+class WritingManager : public platform::EmbeddedResourceManager {
+  public:
+    explicit WritingManager(const std::string& folder)
+        : EmbeddedResourceManager({folder + "/token.db", false}),
+          file_(open((folder + "/frames").c_str(), O_WRONLY | O_APPEND | O_CREAT, 0600)) {
+        platform::useResourceManager(this);
+    }
+
+    u32 begin(u32 card, std::string& why) override {
+        const u32 rv = EmbeddedResourceManager::begin(card, why);
+        note("b");
+        return rv;
+    }
+    u32 end(u32 card, u32 how) override {
+        note(" e ");
+        return EmbeddedResourceManager::end(card, how);
+    }
+    u32 transmit(u32 card, u32 header, const u8* send, u32 length, u8* reply, u32& room) override {
+        note(" " + hexOf({send + 1, 1}));
+        return EmbeddedResourceManager::transmit(card, header, send, length, reply, room);
+    }
+
+  private:
+    void note(const std::string& what) const {
+        EXPECT_EQ(write(file_, what.data(), what.size()), static_cast<ssize_t>(what.size()));
+    }
+
+    int file_;
+};
+
+// A shell at a terminal, in a foreground job of its own, as a login shell would start it.
+class Sitting {
+  public:
+    using Setup = std::function<void()>;
+
+    explicit Sitting(
+        const std::string& folder, const Setup& setup = [] {}, unsigned short columns = 80)
+        : screen(columns) {
+        int reports[2];
+        EXPECT_EQ(pipe(reports), 0);
+        const winsize size{24, columns, 0, 0};
+        leader_ = forkpty(&terminal_, nullptr, nullptr, &size);
+        if (leader_ == 0) {
+            lead(folder, setup, reports[1]);
+        }
+        close(reports[1]);
+        reports_ = reports[0];
+        EXPECT_EQ(read(reports_, &shell, sizeof shell), ssize_t{sizeof shell});
+        EXPECT_EQ(read(reports_, &before, sizeof before), ssize_t{sizeof before});
+        fcntl(terminal_, F_SETFL, O_NONBLOCK);
+    }
+    Sitting(const Sitting&) = delete;
+    Sitting& operator=(const Sitting&) = delete;
+    ~Sitting() {
+        kill(shell, SIGKILL);
+        kill(leader_, SIGKILL);
+        waitpid(leader_, nullptr, 0);
+        close(reports_);
+        close(terminal_);
+    }
+
+    void type(std::string keys) {
+        while (!keys.empty() && turn(POLLIN | POLLOUT)) {
+            const ssize_t count = write(terminal_, keys.data(), keys.size());
+            keys.erase(0, count > 0 ? static_cast<std::size_t>(count) : 0);
+        }
+    }
+
+    // Waits until the screen ends so.
+    void expect(const std::string& ending) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (!screen.text().ends_with(ending) && std::chrono::steady_clock::now() < deadline &&
+               turn(POLLIN)) {
+        }
+        const std::string text = screen.text();
+        EXPECT_EQ(text.substr(text.size() - std::min(text.size(), ending.size())), ending);
+    }
+    void expect(const std::string& keys, const std::string& ending) {
+        type(keys);
+        expect(ending);
+    }
+
+    // How the shell stopped or ended, as waitpid tells it.
+    int status() {
+        int told = 0;
+        pollfd waiting[] = {{reports_, POLLIN, 0}, {terminal_, POLLIN, 0}};
+        while (poll(waiting, 2, 20000) > 0 && waiting[0].revents == 0) {
+            turn(POLLIN);
+        }
+        EXPECT_EQ(read(reports_, &told, sizeof told), ssize_t{sizeof told});
+        return told;
+    }
+
+    termios modes() const {
+        termios now{};
+        tcgetattr(terminal_, &now);
+        return now;
+    }
+    bool isAsBefore() const {
+        const termios now = modes();
+        return now.c_iflag == before.c_iflag && now.c_oflag == before.c_oflag &&
+               now.c_cflag == before.c_cflag && now.c_lflag == before.c_lflag &&
+               std::memcmp(now.c_cc, before.c_cc, sizeof now.c_cc) == 0;
+    }
+
+    void resize(unsigned short columns) const {
+        const winsize size{24, columns, 0, 0};
+        ioctl(terminal_, TIOCSWINSZ, &size);
+    }
+
+    Screen screen;
+    pid_t shell = 0;
+    termios before{};
+
+  private:
+    // The session's leader: starts the shell and tells what becomes of it.
+    [[noreturn]] static void lead(const std::string& folder, const Setup& setup, int reports) {
+        termios modes{};
+        tcgetattr(STDIN_FILENO, &modes);
+        const pid_t child = fork();
+        if (child == 0) {
+            setpgid(0, 0);
+            std::signal(SIGTTOU, SIG_IGN);
+            tcsetpgrp(STDIN_FILENO, getpid());
+            std::signal(SIGTTOU, SIG_DFL);
+            sit(folder, setup);
+        }
+        EXPECT_EQ(write(reports, &child, sizeof child), ssize_t{sizeof child});
+        EXPECT_EQ(write(reports, &modes, sizeof modes), ssize_t{sizeof modes});
+        int status = 0;
+        while (waitpid(child, &status, WUNTRACED) == child) {
+            EXPECT_EQ(write(reports, &status, sizeof status), ssize_t{sizeof status});
+        }
+        pause();
+        std::_Exit(0);
+    }
+
+    [[noreturn]] static void sit(const std::string& folder, const Setup& setup) {
+        setenv("TERM", "xterm", 1);
+        setenv("NO_COLOR", "", 1);
+        setenv("XDG_STATE_HOME", folder.c_str(), 1);
+        setenv("KSIGIL_TOKEN", (folder + "/token.db").c_str(), 1);
+        setenv("KSIGIL_LOGGING", (folder + "/none").c_str(), 1);
+        setup();
+        WritingManager manager(folder);
+        int result = 0;
+        {
+            const Terminal terminal;
+            QVShell shell("VDW ifdh 0");
+            result = shell.run();
+        }
+        std::cout << std::flush;
+        std::_Exit(result);
+    }
+
+    // Lets the screen take what there is; false when the terminal is gone.
+    bool turn(short events) {
+        pollfd waiting{terminal_, events, 0};
+        poll(&waiting, 1, 20000);
+        if ((waiting.revents & POLLIN) != 0) {
+            std::string bytes(65536, '\0');
+            const ssize_t count = read(terminal_, bytes.data(), bytes.size());
+            bytes.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+            screen.feed(bytes);
+            return count > 0;
+        }
+        return (waiting.revents & POLLOUT) != 0;
+    }
+
+    pid_t leader_ = 0;
+    int terminal_ = -1;
+    int reports_ = -1;
+};
+
+struct TerminalTest : testing::Test, ScratchFolder {
+    TerminalTest() { putFreshImage(file("token.db")); }
+
+    std::string takeFrames() const {
+        const std::string frames = contentOf(file("frames"));
+        std::filesystem::resize_file(file("frames"), 0);
+        return frames;
+    }
+    std::string history() const { return contentOf(file("ksigil/history")); }
+    // Another user of the token.
+    std::unique_ptr<token::Connection> connect() {
+        std::unique_ptr<token::Connection> connection;
+        std::string why;
+        slot_.connect(connection, why);
+        EXPECT_EQ(why, "");
+        return connection;
+    }
+
+  private:
+    token::Slot slot_{{file("token.db"), false}};
+};
+
+constexpr const char* up = "\033[A";
+constexpr const char* unknown = "There is no such word; \"help\" lists them.\n";
+
+TEST_F(TerminalTest, GivesTheShellWholeCommands) {
+    Sitting sitting(path());
+    sitting.expect("-----\n>");
+    // Keys, what the screen then ends with, and what went to the token.
+    const std::tuple<std::string, std::string, std::string> rows[] = {
+        {"ls\n", ">ls\nPATH? ", ""},
+        {"\n", ">ls\nPATH? \nGiven up. Usage: ls PATH\n>", ""},
+        {"\t", "\nt         h         help      ?         exit      quit\n>", ""},
+        {"md 3f0\t\t\n", ">md 3f00\nPUB or PRV? ", ""},
+        {"\003", "PUB or PRV? \nGiven up. Usage: md PATH PUB|PRV\n>", ""},
+        {"md 3f001000\nno\nP\tUB\n",
+         "PUB or PRV? no\nPUB or PRV? P\nPUB  PRV\nPUB or PRV? PUB\nOK.\n>", "b A4 E0 e "},
+        {"mf 3f0010000a0b\nx\n12 P", "SIZE? x\nSIZE? 12 P", ""},
+        {"UB\n", "SIZE? 12 PUB\nOK.\n>", "b A4 E0 e "},
+        {"mk 3f0010000a0c 1F\n", ">mk 3f0010000a0c 1F\nOK.\n>", "b A4 E0 e "},
+        {"i 3F00\t", ">i 3F001000", "b A4 D2 A4 e "},
+        {"\t", ">i 3F0010000a0", "b A4 D2 A4 A4 e "},
+        {"\t", ">i 3F0010000a0\n0a0b file 12  0a0c key 24\n>i 3F0010000a0", ""},
+        {"b\n", "Size     : 12\nPrivate  : No\n>", "b A4 e "},
+        {"i 3f0010000a0\t", ">i 3f0010000a0\n0a0b file 12  0a0c key 24\n>i 3f0010000a0",
+         "b A4 D2 A4 A4 e "},
+        {"\003", ">i 3f0010000a0\n>", ""},
+        {"w 3f0010000a0b 0\n", "DATA? ", ""},
+        {"abc\n", "DATA? abc\nOK.\n>", "b A4 D0 e "},
+        {"r 3f0010000a0b 0 3 r 3f0010000a0b 1 2x\n",
+         "1 2x\nOK.\n61 62 63 \n>OK.\n62 63 \n>Syntax error.\n" + std::string(unknown) + ">",
+         "b A4 B0 e b A4 B0 e "},
+        {"r 3f0010000a0b z 3\n",
+         "z 3\nOK.\n\n>Syntax error.\n" + std::string(unknown) + ">Syntax error.\n" + unknown + ">",
+         "b A4 e "},
+        {"r 3f0010000a0b login\n", "login\nPassword: ", ""},
+        {"1234\n", "Password: \nOK.\n\n>OK.\n>", "b A4 e b 20 e "},
+        {"login\nwrong\n",
+         "FAIL: " DENIED
+         "\nTen refused logins in a row block the password. \"ksigil-token show\" tells how ma\n"
+         "ny there were, \"ksigil-token unblock\" lifts the block.\n>",
+         "b 20 e "},
+        {"login\n12\b23 4\n",
+         "Not taken: a password can't hold a blank.\n"
+         "Given up. Usage: login [PASSWORD]\n>",
+         ""},
+        {"login\nx\0251235\b4\n", "Password: \nOK.\n>", "b 20 e "},
+        {"changepw\nnew\nnow\n",
+         "New password: \nAgain: \nThe two differ. The password is as "
+         "before.\nGiven up. Usage: changepw [PASSWORD]\n>",
+         ""},
+        {"changepw\nnew\nnew\n", "New password: \nAgain: \nOK.\n>", "b D4 e "},
+        {"logn secret\n",
+         "Syntax error.\nDid you mean \"login\"?\n>Syntax error.\n" + std::string(unknown) + ">",
+         ""},
+        {"rm 3f0010000a0c\n", ">rm 3f0010000a0c\nOK.\n>", "b A4 D2 e b A4 A4 E2 e "},
+        {"rm 3f001000\n", "3f001000 with 1 object under it. Remove? (y/n) ", "b A4 D2 A4 e "},
+        {"\n", "(y/n) \nNothing was removed.\n>", ""},
+        {"rm 3f00\n", "2 objects, all that the token holds. Remove? (y/n) ",
+         "b A4 D2 A4 A4 D2 A4 e "},
+        {"y\n", "(y/n) y\nOK.\n>", "b A4 A4 D2 A4 A4 A4 D2 A4 A4 E2 A4 E2 e "},
+        {"h\n", "help, ?                     this list\nexit, quit                  end\n>", ""},
+        {"h ls ? ls\n", "\nexit, quit                  end\n>", ""},
+        {"caf\303\251\n", ">caf\303\251\nSyntax error.\n" + std::string(unknown) + ">", ""},
+        {"\022rm\012", "all that the token holds. Remove? (y/n) ", "b A4 D2 e "},
+        {"\004", "Nothing was removed.\n>", ""},
+    };
+    for (const auto& [keys, ending, frames] : rows) {
+        sitting.expect(keys, ending);
+        EXPECT_EQ(takeFrames(), frames) << keys;
+    }
+    sitting.type("quit\n");
+    EXPECT_EQ(sitting.status(), 0);
+    EXPECT_TRUE(sitting.isAsBefore());
+}
+
+std::string pasted(const std::string& text) {
+    return "\033[200~" + text + "\033[201~";
+}
+
+TEST_F(TerminalTest, TakesPastesWholeOrNotAtAll) {
+    std::string data;
+    std::string shown;
+    for (int i = 0; data.size() < 60000; ++i) {
+        data += std::to_string(i);
+    }
+    data.resize(60000);
+    for (const char c : data) {
+        shown += std::string("3") + c + " ";
+    }
+    Sitting sitting(path());
+    sitting.expect("mf 3f000001 60000 PUB\n", "OK.\n>");
+    // Line breaks end lines also while commands run, and a tab is a blank.
+    sitting.expect(pasted("ls 3f00\rw\t3f000001 0 " + data + "\nls 3f00"), "OK.\n>ls 3f00");
+    sitting.expect("\n", ">ls 3f00\n0001\n>");
+    const std::string read = "printf 'r 3f000001 0 60000' | KSIGIL_TOKEN=" + file("token.db") +
+                             " " QVSH " x | tail -n 2 | head -n 1; printf '";
+    EXPECT_EQ(run(read + "w 3f000001 0 x r 3f000001 59999 1' | KSIGIL_TOKEN=" + file("token.db") +
+                  " " QVSH " x | tail -n 2"),
+              shown + "/31 />/0");
+    // The way through the history and back costs nothing.
+    sitting.type(pasted("w 3f000001 0 " + data) + up + "\033[B\022\001\005\n");
+    sitting.expect("OK.\n>");
+    EXPECT_EQ(run(read + "'"), shown + "/0");
+
+    const std::string refusal =
+        "Not taken: the line holds a control character, or bytes that are no UTF-8.\n>";
+    takeFrames();
+    for (const std::string bytes :
+         {"\377", "\303(", "\355\240\200", "\302\205", "\007", "\033[31m", "\364\217\277\275"}) {
+        sitting.expect("logout\n", ">logout\nOK.\n>");
+        sitting.expect("login 1" + bytes + "234\n", refusal);
+        sitting.expect("logout\n", ">logout\nOK.\n>");
+        sitting.expect(pasted("login 1" + bytes + "234\r"), refusal);
+    }
+    for (const std::string byte : {"\001", "\025", "\177", "\022"}) {
+        sitting.expect("logout\n", ">logout\nOK.\n>");
+        sitting.expect(pasted("login 1" + byte + "234\r"), refusal);
+    }
+    EXPECT_THAT(takeFrames(), Not(HasSubstr("20")));
+}
+
+TEST(HistoryTest, KeepsNothingSecret) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"login secret", "login"},
+        {" changepw secret ls 3f00", "changepw"},
+        {"w 3f000001 0 secret", "w 3f000001 0"},
+        {"w 3f000001 secret", "w 3f000001"},
+        {"w 3f000001 0secret more", "w 3f000001 0"},
+        {"wk 3f000001 secret", "wk 3f000001"},
+        {"pr E secret", "pr E"},
+        {"pr e secret more", "pr e"},
+        {"pr secret", "pr"},
+        {"pr D ls 3f00", "pr D ls 3f00"},
+        {"dx 3f000001 E secret", "dx 3f000001 E"},
+        {"dx E 3f000001 secret", "dx E"},
+        {"dx 3f000001 D t", "dx 3f000001 D t"},
+        {"logn secret", "logn"},
+        {"lgoin secret", "lgoin"},
+        {"secret", ""},
+        {"login1234", ""},
+        {"ls 3f00 secret more", "ls 3f00"},
+        {"r 3f00 0 4secret more", "r 3f00 0 4"},
+        {"r 3f00 secret", "r 3f00 "},
+        {"exit secret", "exit"},
+        {"help secret", "help"},
+        {"md 3f001000 PUB login secret", "md 3f001000 PUB login"},
+        {"", ""}};
+    for (const auto& [line, kept] : rows) {
+        EXPECT_EQ(keptOf(line), kept) << line;
+    }
+}
+
+TEST_F(TerminalTest, SharesItsHistory) {
+    {
+        Sitting one(path());
+        Sitting other(path());
+        one.expect("h md\n", "public or private\n>");
+        other.expect("h mf\nlogin secret\n", "unblock\" lifts the block.\n>");
+        one.expect("h mk\nw 3f001000 0 secret\nw 3f001000\n\n", "DATA\n>");
+        one.expect(std::string(up) + up + up + up, ">h md");
+        one.expect("\025\022mk\n", "1 or 2 factor\n>");
+        EXPECT_EQ(history(), "h md\nh mf\nlogin\nh mk\nw 3f001000 0\nw 3f001000\nh mk\n");
+    }
+    std::string longer;
+    for (int i = 0; i < 1500; ++i) {
+        longer += "h " + std::to_string(i) + "\n";
+    }
+    std::ofstream(file("ksigil/history")) << longer;
+    std::filesystem::permissions(file("ksigil/history"), std::filesystem::perms{0666});
+    Sitting third(path());
+    third.expect(up, ">h 1499");
+    EXPECT_EQ(history(), longer.substr(longer.find("h 500\n")));
+    EXPECT_EQ(std::filesystem::status(file("ksigil/history")).permissions(),
+              std::filesystem::perms{0600});
+}
+
+TEST_F(TerminalTest, LosesNothingElseWithItsHistory) {
+    const std::pair<Sitting::Setup, const char*> troubles[] = {
+        {[] {
+             const rlimit full{7, 7};
+             std::signal(SIGXFSZ, SIG_IGN);
+             setrlimit(RLIMIT_FSIZE, &full);
+         },
+         "h md\n"},
+        {[] { setenv("XDG_STATE_HOME", "/proc", 1); }, ""},
+        {[] {
+             unsetenv("XDG_STATE_HOME");
+             unsetenv("HOME");
+         },
+         ""},
+        {[this] { std::filesystem::create_directories(file("ksigil/history")); }, ""}};
+    for (const auto& [setup, kept] : troubles) {
+        {
+            Sitting sitting(path(), setup);
+            sitting.expect("h md\n", "public or private\n>");
+            sitting.expect("h mf\n", "public or private\n>");
+            sitting.expect(std::string(up) + up, ">h md");
+        }
+        EXPECT_EQ(history(), kept);
+        std::filesystem::remove_all(file("ksigil"));
+    }
+}
+
+TEST_F(TerminalTest, TellsAWaitOnce) {
+    const auto other = connect();
+    const std::string waiting = ">ls 3f00\nWaiting for the token, which is held by process " +
+                                std::to_string(getpid()) + ".\n";
+    Sitting sitting(path());
+    sitting.expect("-----\n>");
+    other->begin();
+    sitting.expect("ls 3f00\n", waiting);
+    other->end(token::After::leave);
+    sitting.expect(waiting + "The token is free now.\n>");
+    sitting.expect("ls 3f00\n", ">ls 3f00\n>");
+    takeFrames();
+    // A completion tells nothing; it gives up, and gives back what it gets in the end.
+    other->begin();
+    sitting.expect("ls 3f00\tx", ">ls 3f00\n>ls 3f00x");
+    sitting.expect("\tx", ">ls 3f00xx");
+    other->end(token::After::leave);
+    while (contentOf(file("frames")) != "b e ") {
+        usleep(1000);
+    }
+    EXPECT_EQ(other->begin(), token::Outcome::good);
+    // Nor does a completion that waits keep the shell from ending.
+    sitting.expect("\003", "\n>");
+    sitting.expect("ls 3f00\tx", ">ls 3f00x");
+    sitting.expect("\025exit\n", ">exit\n");
+    EXPECT_EQ(sitting.status(), 0);
+}
+
+TEST_F(TerminalTest, GivesTheTerminalBackOnEveryWayOut) {
+    const auto other = connect();
+    const std::string waiting = "is held by process " + std::to_string(getpid()) + ".\n";
+    // What is typed, the screen then, and the signal that ends the shell there.
+    const std::tuple<const char*, std::string, int> rows[] = {
+        {"ls 3f", ">ls 3f", SIGTERM},       {"ls\n", "PATH? ", SIGHUP},
+        {"login\n", "Password: ", SIGTERM}, {"ls 3f00\n", waiting, SIGINT},
+        {"ls 3f00\n", waiting, SIGTERM},    {"ls 3", ">ls 3", SIGQUIT}};
+    for (const auto& [keys, ending, signal] : rows) {
+        other->begin();
+        Sitting sitting(path());
+        sitting.expect(keys, ending);
+        EXPECT_FALSE(sitting.isAsBefore());
+        kill(sitting.shell, signal);
+        const int status = sitting.status();
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << ending;
+        EXPECT_TRUE(sitting.isAsBefore()) << ending;
+        other->end(token::After::leave);
+    }
+    // One that held the token leaves it to the others.
+    Sitting sitting(path());
+    sitting.expect("login\n", "Password: ");
+    sitting.expect("\003", "Given up. Usage: login [PASSWORD]\n>");
+    sitting.expect("ls 3f00", ">ls 3f00");
+    sitting.type("\032");
+    EXPECT_TRUE(WIFSTOPPED(sitting.status()));
+    EXPECT_TRUE(sitting.isAsBefore());
+    kill(sitting.shell, SIGCONT);
+    sitting.expect(">ls 3f00");
+    sitting.expect("\n", ">ls 3f00\n>");
+    other->begin();
+    sitting.expect("ls 3f00\n", waiting);
+    sitting.type("\032");
+    EXPECT_TRUE(WIFSTOPPED(sitting.status()));
+    EXPECT_TRUE(sitting.isAsBefore());
+    kill(sitting.shell, SIGCONT);
+    other->end(token::After::leave);
+    sitting.expect("The token is free now.\n>");
+    sitting.expect("ls 3f\f", ">ls 3f");
+    sitting.resize(40);
+    sitting.expect("00", ">ls 3f00");
+    sitting.expect("\n", ">ls 3f00\n>");
+}
+
+TEST_F(TerminalTest, IsNotThereOnADumbOne) {
+    std::filesystem::remove(file("token.db"));
+    for (const auto& [input, expected] : transcripts) {
+        // A terminal that changes no byte and knows no key but the end of the input.
+        termios modes{};
+        std::memset(modes.c_cc, _POSIX_VDISABLE, sizeof modes.c_cc);
+        modes.c_lflag = ICANON;
+        modes.c_cflag = CS8 | CREAD;
+        modes.c_cc[VEOF] = 4;
+        int terminal = -1;
+        const pid_t child = forkpty(&terminal, nullptr, &modes, nullptr);
+        if (child == 0) {
+            setenv("TERM", "dumb", 1);
+            setenv("KSIGIL_TOKEN", file("token.db").c_str(), 1);
+            setenv("TMPDIR", path().c_str(), 1);
+            execl(QVSH, QVSH, "any", nullptr);
+        }
+        const std::string keys = input + "\4\4\4\4";
+        EXPECT_EQ(write(terminal, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
+        std::string written;
+        char byte = 0;
+        while (read(terminal, &byte, 1) == 1) {
+            written += byte == '\n' ? '/' : byte;
+        }
+        int status = -1;
+        waitpid(child, &status, 0);
+        close(terminal);
+        EXPECT_THAT(written, EndsWith("-----/" + expected)) << input;
+        EXPECT_EQ(status, 0) << input;
+    }
+}
+
+}  // namespace
