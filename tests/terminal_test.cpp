@@ -270,7 +270,7 @@ class Sitting {
         WritingManager manager(folder);
         int result = 0;
         {
-            const Terminal terminal;
+            const ksigil::Terminal terminal;
             QVShell shell("VDW ifdh 0");
             result = shell.run();
         }
@@ -466,7 +466,7 @@ TEST(HistoryTest, KeepsNothingSecret) {
         {"md 3f001000 PUB login secret", "md 3f001000 PUB login"},
         {"", ""}};
     for (const auto& [line, kept] : rows) {
-        EXPECT_EQ(keptOf(line), kept) << line;
+        EXPECT_EQ(ksigil::keptOf(line), kept) << line;
     }
 }
 
@@ -529,7 +529,7 @@ TEST_F(TerminalTest, TellsAWaitOnce) {
     sitting.expect("-----\n>");
     other->begin();
     sitting.expect("ls 3f00\n", waiting);
-    other->end(token::After::leave);
+    other->end(token::Disposition::leave);
     sitting.expect(waiting + "The token is free now.\n>");
     sitting.expect("ls 3f00\n", ">ls 3f00\n>");
     takeFrames();
@@ -537,7 +537,7 @@ TEST_F(TerminalTest, TellsAWaitOnce) {
     other->begin();
     sitting.expect("ls 3f00\tx", ">ls 3f00\n>ls 3f00x");
     sitting.expect("\tx", ">ls 3f00xx");
-    other->end(token::After::leave);
+    other->end(token::Disposition::leave);
     while (contentOf(file("frames")) != "b e ") {
         usleep(1000);
     }
@@ -566,7 +566,7 @@ TEST_F(TerminalTest, GivesTheTerminalBackOnEveryWayOut) {
         const int status = sitting.status();
         EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << ending;
         EXPECT_TRUE(sitting.isAsBefore()) << ending;
-        other->end(token::After::leave);
+        other->end(token::Disposition::leave);
     }
     // One that held the token leaves it to the others.
     Sitting sitting(path());
@@ -585,7 +585,7 @@ TEST_F(TerminalTest, GivesTheTerminalBackOnEveryWayOut) {
     EXPECT_TRUE(WIFSTOPPED(sitting.status()));
     EXPECT_TRUE(sitting.isAsBefore());
     kill(sitting.shell, SIGCONT);
-    other->end(token::After::leave);
+    other->end(token::Disposition::leave);
     sitting.expect("The token is free now.\n>");
     sitting.expect("ls 3f\f", ">ls 3f");
     sitting.resize(40);
