@@ -310,13 +310,12 @@ struct TerminalTest : testing::Test, ScratchFolder {
     std::unique_ptr<token::Connection> connect() {
         std::unique_ptr<token::Connection> connection;
         std::string why;
-        slot_.connect(connection, why);
+        slot.connect(connection, why);
         EXPECT_EQ(why, "");
         return connection;
     }
 
-  private:
-    token::Slot slot_{{file("token.db"), false}};
+    token::Slot slot{{file("token.db"), false}};
 };
 
 constexpr const char* up = "\033[A";
@@ -542,7 +541,15 @@ TEST_F(TerminalTest, TellsAWaitOnce) {
         usleep(1000);
     }
     EXPECT_EQ(other->begin(), token::Outcome::good);
-    // Nor does a completion that waits keep the shell from ending.
+    // Nor does one that fails tell anything, or end the shell.
+    other->end(token::Disposition::leave);
+    slot.remove();
+    sitting.expect("\003", "\n>");
+    sitting.expect("ls 3f00\tx", ">ls 3f00x");
+    slot.insert();
+    other->reconnect(token::Disposition::leave);
+    other->begin();
+    // Nor does one that waits keep the shell from ending.
     sitting.expect("\003", "\n>");
     sitting.expect("ls 3f00\tx", ">ls 3f00x");
     sitting.expect("\025exit\n", ">exit\n");

@@ -53,28 +53,21 @@ void Keys::startLine() {
     isWhole_ = true;
 }
 
-int Keys::byte(int milliseconds, Tty::Event* event) {
+int Keys::byte(int milliseconds) {
     while (at_ == end_) {
         const Tty::Event met = Tty::wait(milliseconds);
-        if (met == Tty::Event::interrupt) {
-            isDropped_ = true;
-            isPasting_ = false;
+        if (met != Tty::Event::key) {
+            isDropped_ = isDropped_ || met == Tty::Event::interrupt;
+            isPasting_ = isPasting_ && !isDropped_;
             return none;
         }
-        if (met == Tty::Event::key) {
-            const ssize_t count = read(STDIN_FILENO, bytes_.data(), bytes_.size());
-            if (count == 0 || (count < 0 && errno != EINTR && errno != EAGAIN)) {
-                hasEnded_ = true;
-                return none;
-            }
-            at_ = 0;
-            end_ = count > 0 ? static_cast<std::size_t>(count) : 0;
-        } else if (event != nullptr) {
-            *event = met;
-            return none;
-        } else if (milliseconds >= 0) {
+        const ssize_t count = read(STDIN_FILENO, bytes_.data(), bytes_.size());
+        if (count == 0 || (count < 0 && errno != EINTR && errno != EAGAIN)) {
+            hasEnded_ = true;
             return none;
         }
+        at_ = 0;
+        end_ = count > 0 ? static_cast<std::size_t>(count) : 0;
     }
     return bytes_[at_++];
 }
@@ -87,8 +80,7 @@ wchar_t Keys::refuse() {
 wchar_t Keys::next() {
     constexpr int forever = -1;
     for (;;) {
-        Tty::Event event = Tty::Event::key;
-        const int got = byte(forever, &event);
+        const int got = byte(forever);
         if (got == none) {
             return isDropped_ || hasEnded_ ? L'\n' : static_cast<wchar_t>(redraw);
         }
@@ -116,7 +108,7 @@ wchar_t Keys::character(unsigned char first) {
     }
     wchar_t value = length == 1 ? first : first & (0x7F >> length);
     for (int i = 1; i < length; ++i) {
-        const int next = byte(escapeAlone, nullptr);
+        const int next = byte(escapeAlone);
         if (next == none) {
             return isDropped_ || hasEnded_ ? L'\n' : refuse();
         }
@@ -132,7 +124,7 @@ wchar_t Keys::character(unsigned char first) {
 
 // Nothing (0) for an Escape key alone and for the brackets of a paste.
 wchar_t Keys::afterEscape() {
-    const int next = byte(escapeAlone, nullptr);
+    const int next = byte(escapeAlone);
     if (next == none) {
         return isDropped_ || hasEnded_ ? L'\n' : isPasting_ ? refuse() : 0;
     }
@@ -150,7 +142,7 @@ wchar_t Keys::sequence() {
     constexpr std::size_t longest = 16;
     std::string parameters;
     for (int next = 0; parameters.size() < longest && (next < '@' || next > '~');) {
-        next = byte(escapeAlone, nullptr);
+        next = byte(escapeAlone);
         if (next < ' ' || next >= deleteCharacter) {
             at_ -= next == none ? 0 : 1;
             return isDropped_ || hasEnded_ ? L'\n' : refuse();

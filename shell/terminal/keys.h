@@ -41,9 +41,9 @@ class Keys {
   private:
     static constexpr int none = -1;
 
-    // A byte, or none at the time's end; Ctrl-C and the terminal's end set their flags and give
-    // none too, and so does a redraw if `event` is there to be told.
-    int byte(int milliseconds, Tty::Event* event);
+    // A byte, or none: the time is over, the line must be drawn anew, or a flag was set. Below 0
+    // the time is without end.
+    int byte(int milliseconds);
     wchar_t character(unsigned char first);
     wchar_t afterEscape();
     wchar_t sequence();

@@ -12,10 +12,11 @@ namespace {
 constexpr wchar_t killLine = 0x15;  // Ctrl-U
 constexpr wchar_t endOfInput = 0x04;
 
-// Reads it; false if the operator gave it up.
-bool readCharacters(Keys& keys, std::wstring& characters) {
+// Reads it behind the question; false if the operator gave it up.
+bool readCharacters(Keys& keys, const std::string& question, std::wstring& characters) {
     const Tty::Held held;
     keys.startLine();
+    std::cout << question << std::flush;
     characters.reserve(1024);  // so that no shorter copy is left behind, as a rule
     for (;;) {
         const wchar_t key = keys.next();
@@ -31,7 +32,9 @@ bool readCharacters(Keys& keys, std::wstring& characters) {
             characters.clear();
         } else if (key >= L' ' && (key < 0x80 || key >= 0xA0)) {
             characters += key;
-        } else if (key != Keys::redraw) {
+        } else if (key == Keys::redraw) {
+            std::cout << question << std::flush;
+        } else {
             keys.refuse();
         }
     }
@@ -45,9 +48,8 @@ void wipe(std::string& text) {
 }
 
 std::optional<std::string> askPassword(Keys& keys, const std::string& name) {
-    std::cout << '\r' << name << ": " << std::flush;
     std::wstring characters;
-    const bool isGiven = readCharacters(keys, characters);
+    const bool isGiven = readCharacters(keys, "\r" + name + ": ", characters);
     std::cout << '\n' << std::flush;
     std::optional<std::string> password;
     const bool hasBlank = characters.find_first_of(L" \t\n\v\f\r") != std::wstring::npos;

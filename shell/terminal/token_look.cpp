@@ -80,8 +80,8 @@ struct TokenLook::Look {
             BreakableTalker breakable(talker, isGivenUp);
             rv = QVFileSystem().directoryPath(breakable, path, found);
             talker.unlock(SCARD_LEAVE_CARD);
-            talker.detach(SCARD_LEAVE_CARD);
         }
+        talker.detach(SCARD_LEAVE_CARD);  // threads have a connection each, and this one ends
         return rv;
     }
 
@@ -172,7 +172,9 @@ std::optional<Subtree> subtreeOf(const std::string& path) {
     }
     Subtree subtree;
     const u32 rv = count(talker, path, subtree);
-    talker.unlock(SCARD_LEAVE_CARD);
+    if (talker.unlock(SCARD_LEAVE_CARD) != result::success) {
+        talker.detach(SCARD_LEAVE_CARD);  // the shell's commands must find no lock of this one's
+    }
     return rv == result::success || subtree.objects > 0 ? std::optional(subtree) : std::nullopt;
 }
 

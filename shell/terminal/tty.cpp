@@ -40,7 +40,7 @@ void restore() {
     if (isOurs != 0) {
         isOurs = 0;
         send(leavePastes);
-        tcsetattr(STDIN_FILENO, TCSADRAIN, &before);
+        tcsetattr(STDIN_FILENO, TCSANOW, &before);
     }
 }
 
@@ -186,20 +186,20 @@ Tty::Event Tty::wait(int milliseconds) {
     sigset_t none;
     sigemptyset(&none);
     for (;;) {
-        if (take(stops)) {
-            stop();
-            resumptions = 0;
-            return Event::resumed;
-        }
         if (take(interrupts)) {
             return Event::interrupt;
         }
-        if (take(resizes)) {
-            return Event::resized;
+        const bool wasStopped = take(stops);
+        if (wasStopped) {
+            stop();
+            resumptions = 0;
         }
-        if (take(resumptions)) {
+        const bool wasResumed = take(resumptions);
+        if (wasResumed) {
             makeOurs();
-            return Event::resumed;
+        }
+        if (take(resizes) || wasStopped || wasResumed) {
+            return Event::redraw;
         }
         pollfd input{STDIN_FILENO, POLLIN, 0};
         isWaiting = 1;
@@ -209,7 +209,7 @@ Tty::Event Tty::wait(int milliseconds) {
             return Event::key;
         }
         if (ready == 0) {
-            return Event::resumed;
+            return Event::timeUp;
         }
     }
 }

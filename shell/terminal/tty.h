@@ -17,12 +17,12 @@ class Tty {
     Tty& operator=(const Tty&) = delete;
     ~Tty();
 
-    enum class Event { key, interrupt, resized, resumed };
+    enum class Event { key, interrupt, redraw, timeUp };
 
-    // Waits until there is a key to read (or the terminal's end), or a signal has come. Ctrl-Z
-    // stops the program in between. Signals that come while nobody waits here: Ctrl-C and those
-    // that end a program end it. `milliseconds` below 0 waits without end; Event::resumed is also
-    // the answer when the time is over.
+    // Waits for a key to read, or the terminal's end; below 0 `milliseconds` are without end.
+    // Ctrl-Z stops the program meanwhile, and it is to be drawn anew what stood on the screen, as
+    // after a change of its size. While nobody waits here, Ctrl-C ends the program, as other
+    // signals always do.
     static Event wait(int milliseconds);
 
     // While one of these lives, Ctrl-C, Ctrl-Z and a new size wait for `wait`.
