@@ -18,6 +18,7 @@
 #include "shell/terminal/line.h"
 #include "shell/terminal/terminal.h"
 #include "tests/toolbox/bytes.h"
+#include "tests/toolbox/command.h"
 #include "tests/toolbox/files.h"
 #include "tests/toolbox/scratch_folder.h"
 #include "tests/toolbox/scratch_image.h"
@@ -332,27 +333,27 @@ TEST_F(TerminalTest, GivesTheShellWholeCommands) {
         {"md 3f0\t\t\n", ">md 3f00\nPUB or PRV? ", ""},
         {"\003", "PUB or PRV? \nGiven up. Usage: md PATH PUB|PRV\n>", ""},
         {"md 3f001000\nno\nP\tUB\n",
-         "PUB or PRV? no\nPUB or PRV? P\nPUB  PRV\nPUB or PRV? PUB\nOK.\n>", "b A4 E0 e "},
+         "PUB or PRV? no\nPUB or PRV? P\nPUB  PRV\nPUB or PRV? PUB\nOK.\n>", "b a4 e0 e "},
         {"mf 3f0010000a0b\nx\n12 P", "SIZE? x\nSIZE? 12 P", ""},
-        {"UB\n", "SIZE? 12 PUB\nOK.\n>", "b A4 E0 e "},
-        {"mk 3f0010000a0c 1F\n", ">mk 3f0010000a0c 1F\nOK.\n>", "b A4 E0 e "},
-        {"i 3F00\t", ">i 3F001000", "b A4 D2 A4 e "},
-        {"\t", ">i 3F0010000a0", "b A4 D2 A4 A4 e "},
+        {"UB\n", "SIZE? 12 PUB\nOK.\n>", "b a4 e0 e "},
+        {"mk 3f0010000a0c 1F\n", ">mk 3f0010000a0c 1F\nOK.\n>", "b a4 e0 e "},
+        {"i 3F00\t", ">i 3F001000", "b a4 d2 a4 e "},
+        {"\t", ">i 3F0010000a0", "b a4 d2 a4 a4 e "},
         {"\t", ">i 3F0010000a0\n0a0b file 12  0a0c key 24\n>i 3F0010000a0", ""},
-        {"b\n", "Size     : 12\nPrivate  : No\n>", "b A4 e "},
+        {"b\n", "Size     : 12\nPrivate  : No\n>", "b a4 e "},
         {"i 3f0010000a0\t", ">i 3f0010000a0\n0a0b file 12  0a0c key 24\n>i 3f0010000a0",
-         "b A4 D2 A4 A4 e "},
+         "b a4 d2 a4 a4 e "},
         {"\003", ">i 3f0010000a0\n>", ""},
         {"w 3f0010000a0b 0\n", "DATA? ", ""},
-        {"abc\n", "DATA? abc\nOK.\n>", "b A4 D0 e "},
+        {"abc\n", "DATA? abc\nOK.\n>", "b a4 d0 e "},
         {"r 3f0010000a0b 0 3 r 3f0010000a0b 1 2x\n",
          "1 2x\nOK.\n61 62 63 \n>OK.\n62 63 \n>Syntax error.\n" + std::string(unknown) + ">",
-         "b A4 B0 e b A4 B0 e "},
+         "b a4 b0 e b a4 b0 e "},
         {"r 3f0010000a0b z 3\n",
          "z 3\nOK.\n\n>Syntax error.\n" + std::string(unknown) + ">Syntax error.\n" + unknown + ">",
-         "b A4 e "},
+         "b a4 e "},
         {"r 3f0010000a0b login\n", "login\nPassword: ", ""},
-        {"1234\n", "Password: \nOK.\n\n>OK.\n>", "b A4 e b 20 e "},
+        {"1234\n", "Password: \nOK.\n\n>OK.\n>", "b a4 e b 20 e "},
         {"login\nwrong\n",
          "FAIL: " DENIED
          "\nTen refused logins in a row block the password. \"ksigil-token show\" tells how ma\n"
@@ -367,20 +368,20 @@ TEST_F(TerminalTest, GivesTheShellWholeCommands) {
          "New password: \nAgain: \nThe two differ. The password is as "
          "before.\nGiven up. Usage: changepw [PASSWORD]\n>",
          ""},
-        {"changepw\nnew\nnew\n", "New password: \nAgain: \nOK.\n>", "b D4 e "},
+        {"changepw\nnew\nnew\n", "New password: \nAgain: \nOK.\n>", "b d4 e "},
         {"logn secret\n",
          "Syntax error.\nDid you mean \"login\"?\n>Syntax error.\n" + std::string(unknown) + ">",
          ""},
-        {"rm 3f0010000a0c\n", ">rm 3f0010000a0c\nOK.\n>", "b A4 D2 e b A4 A4 E2 e "},
-        {"rm 3f001000\n", "3f001000 with 1 object under it. Remove? (y/n) ", "b A4 D2 A4 e "},
+        {"rm 3f0010000a0c\n", ">rm 3f0010000a0c\nOK.\n>", "b a4 d2 e b a4 a4 e2 e "},
+        {"rm 3f001000\n", "3f001000 with 1 object under it. Remove? (y/n) ", "b a4 d2 a4 e "},
         {"\n", "(y/n) \nNothing was removed.\n>", ""},
         {"rm 3f00\n", "2 objects, all that the token holds. Remove? (y/n) ",
-         "b A4 D2 A4 A4 D2 A4 e "},
-        {"y\n", "(y/n) y\nOK.\n>", "b A4 A4 D2 A4 A4 A4 D2 A4 A4 E2 A4 E2 e "},
+         "b a4 d2 a4 a4 d2 a4 e "},
+        {"y\n", "(y/n) y\nOK.\n>", "b a4 a4 d2 a4 a4 a4 d2 a4 a4 e2 a4 e2 e "},
         {"h\n", "help, ?                     this list\nexit, quit                  end\n>", ""},
         {"h ls ? ls\n", "\nexit, quit                  end\n>", ""},
         {"caf\303\251\n", ">caf\303\251\nSyntax error.\n" + std::string(unknown) + ">", ""},
-        {"\022rm\012", "all that the token holds. Remove? (y/n) ", "b A4 D2 e "},
+        {"\022rm\012", "all that the token holds. Remove? (y/n) ", "b a4 d2 e "},
         {"\004", "Nothing was removed.\n>", ""},
     };
     for (const auto& [keys, ending, frames] : rows) {
