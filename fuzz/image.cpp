@@ -1,5 +1,4 @@
 #include <filesystem>
-#include <string>
 
 #include "tests/toolbox/trial_token.h"
 #include "token/base/fault.h"

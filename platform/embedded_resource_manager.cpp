@@ -47,8 +47,9 @@ bool isDisposition(std::uint32_t disposition) {
 }
 
 Disposition afterOf(std::uint32_t disposition) {
-    return disposition == SCARD_RESET_CARD || disposition == SCARD_UNPOWER_CARD ? Disposition::reset
-                                                                                : Disposition::leave;
+    return disposition == SCARD_RESET_CARD || disposition == SCARD_UNPOWER_CARD
+               ? Disposition::reset
+               : Disposition::leave;
 }
 
 // Why a connection with these terms cannot be had, 0 if it can.

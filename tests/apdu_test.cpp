@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <string>
 #include <tuple>
 
 #include "apdulib/apdu_directory.h"
@@ -10,6 +9,8 @@
 #include "apdulib/apdu_key.h"
 #include "apdulib/apdu_password.h"
 #include "tests/toolbox/token_talker.h"
+
+using namespace ksigil;
 
 namespace {
 

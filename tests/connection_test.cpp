@@ -10,9 +10,7 @@
 #include <map>
 #include <memory>
 #include <sstream>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "tests/toolbox/process.h"
 #include "tests/toolbox/scratch_image.h"

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <string>
-
 #include "Components/qv_aid/qv_protector.h"
 #include "tests/toolbox/shell_in_process.h"
 #include "tests/toolbox/watched_token.h"

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <string>
 
 #include "tests/toolbox/scratch_image.h"
 #include "tests/toolbox/token_frames.h"

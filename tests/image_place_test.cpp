@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
-#include <string>
 
 #include "tests/toolbox/scratch_image.h"
 #include "tests/toolbox/sql.h"

@@ -13,7 +13,6 @@
 #include <optional>
 #include <random>
 #include <set>
-#include <string>
 
 #include "tests/toolbox/failing_disk.h"
 #include "tests/toolbox/sql.h"

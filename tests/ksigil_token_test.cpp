@@ -4,7 +4,6 @@
 
 #include <filesystem>
 #include <memory>
-#include <string>
 #include <thread>
 #include <utility>
 

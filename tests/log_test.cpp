@@ -8,10 +8,8 @@
 #include <filesystem>
 #include <set>
 #include <sstream>
-#include <string>
 #include <thread>
 #include <type_traits>
-#include <vector>
 
 #include "Components/qv_aid/qv_filesystem.h"
 #include "Components/qv_aid/qv_protector.h"

@@ -6,9 +6,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <optional>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "Components/qv_aid/qv_password.h"
 #include "apdulib/auto_reconnect_talker.h"

@@ -2,13 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
 #include <tuple>
-#include <vector>
 
 #include "tests/toolbox/watched_token.h"
-
-using namespace ksigil;
 
 namespace {
 
@@ -100,7 +96,7 @@ TEST(AppEntry, FindsAFreeDirectory) {
         {" 30", " 30", 87},  {"0x3", "0x3", 87},  {"+30", "+30", 87},    {"10000", "10000", 87}};
     WatchedToken token;
     for (const char* id : {"3000", "3001", "a1a0", "a1a1", "ffee", "ffef"}) {
-        EXPECT_EQ(fs.createFile(token.talker, std::string(rootPath) + id, 0, false), 0);
+        EXPECT_EQ(fs.createFile(token.talker, std::string(ksigil::rootPath) + id, 0, false), 0);
     }
     for (const auto& [start, found, rv] : cases) {
         token.take();

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-
 #include "include/qv_appentry.h"
 #include "tests/toolbox/watched_token.h"
 
@@ -35,41 +33,29 @@ std::string reached(WatchedToken& token) {
 TEST(Protector, GoesOnFromWhereAFaultLeftIt) {
     const u32 refused = 0xE0066800, badFile = 0xE0066405, absent = 0xE0130001;
     const struct {
+        int frames;
         const char* left;
         u32 created, used;  // the results of create and of a use behind it
-    } frames[] = {
-        {"nothing", refused, absent},
-        {"nothing", refused, absent},
-        {"nothing", refused, absent},
-        {"nothing", refused, absent},
-        {"value", 0, 0},
-        {"nothing", refused, absent},
-        {"nothing", refused, absent},
-        {"file without entry", refused, absent},
-        {"file without entry", refused, absent},
-        {"entry", refused, absent},
-        {"entry", refused, absent},
-        {"entry", refused, absent},
-        {"directory", refused, absent},
-        {"directory", refused, absent},
-        {"directory", refused, absent},
-        {"key", refused, badFile},
-        {"key", refused, badFile},
-    };
-    for (std::size_t at = 0; at < std::size(frames); ++at) {
-        SCOPED_TRACE(at);
-        const auto& [left, created, used] = frames[at];
-        WatchedToken token;
-        QVProtector protector;
-        Bytes out;
-        token.framesToLoss = static_cast<int>(at);
-        EXPECT_EQ(protector.create(token.talker), created);
-        EXPECT_EQ(reached(token), left);
-        token.take();
-        EXPECT_EQ(protector.operation(token.talker, true, {}, out), used);
-        EXPECT_EQ(token.take().find("desx") == std::string::npos, used == absent);
-        EXPECT_EQ(protector.create(token.talker), 0);
-        EXPECT_EQ(reached(token), used == badFile ? "key" : "value");
+    } rows[] = {{4, "nothing", refused, absent}, {1, "value", 0, 0},
+                {2, "nothing", refused, absent}, {2, "file without entry", refused, absent},
+                {3, "entry", refused, absent},   {3, "directory", refused, absent},
+                {2, "key", refused, badFile}};
+    int frame = 0;
+    for (const auto& [frames, left, created, used] : rows) {
+        for (int i = 0; i < frames; ++i) {
+            SCOPED_TRACE(frame);
+            WatchedToken token;
+            QVProtector protector;
+            Bytes out;
+            token.framesToLoss = frame++;
+            EXPECT_EQ(protector.create(token.talker), created);
+            EXPECT_EQ(reached(token), left);
+            token.take();
+            EXPECT_EQ(protector.operation(token.talker, true, {}, out), used);
+            EXPECT_EQ(token.take().find("desx") == std::string::npos, used == absent);
+            EXPECT_EQ(protector.create(token.talker), 0);
+            EXPECT_EQ(reached(token), used == badFile ? "key" : "value");
+        }
     }
 }
 

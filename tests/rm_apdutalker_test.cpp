@@ -6,7 +6,6 @@
 #include <chrono>
 #include <latch>
 #include <memory>
-#include <string>
 #include <thread>
 #include <utility>
 
@@ -48,48 +47,42 @@ struct TableView {
 const Script scripts[] = {
     {"locks count",
      {},
-     {
-         {"create", 0},
-         {"lock", 0, " | open 1 | begin 101"},
-         {"lock", 0},
-         {"transmit", 0, " | transmit 101 2 7 3 4", "90"},
-         {"unlock, reset", 0},
-         {"unlock, unpower", 0, " | end 101 2"},
-         {"unlock, reset", 0},
-         {"lock", 0, " | begin 101"},
-         {"card", 0x65},
-         {"reconnect, reset", 0, " | reconnect 101 2 3 1"},
-         {"unlock", 0, " | end 101 0"},
-     }},
+     {{"create", 0},
+      {"lock", 0, " | open 1 | begin 101"},
+      {"lock", 0},
+      {"transmit", 0, " | transmit 101 2 7 3 4", "90"},
+      {"unlock, reset", 0},
+      {"unlock, unpower", 0, " | end 101 2"},
+      {"unlock, reset", 0},
+      {"lock", 0, " | begin 101"},
+      {"card", 0x65},
+      {"reconnect, reset", 0, " | reconnect 101 2 3 1"},
+      {"unlock", 0, " | end 101 0"}}},
     {"connecting fails",
      {{"establish", {1, 2}}, {"connect", {3, 0, 4, 5}}, {"transmit", {0, 9}}},
-     {
-         {"create", 0},
-         {"lock", 1, " | establish 2"},
-         {"unlock", 2, " | establish 2"},
-         {"transmit", 3, " | open 1 | release 1", "07070707"},
-         {"transmit", 0, " | open 2 | transmit 102 2 7 3 4", "90"},
-         {"transmit", 9, " | transmit 102 2 7 3 4"},
-         {"detach, reset", 0, " | disconnect 102 1 | release 2"},
-         {"detach, reset", 0, " | open 3 | release 3"},
-         {"card", 0, " | open 4 | release 4"},
-         {"unlock", 0, " | open 5"},
-     }},
+     {{"create", 0},
+      {"lock", 1, " | establish 2"},
+      {"unlock", 2, " | establish 2"},
+      {"transmit", 3, " | open 1 | release 1", "07070707"},
+      {"transmit", 0, " | open 2 | transmit 102 2 7 3 4", "90"},
+      {"transmit", 9, " | transmit 102 2 7 3 4"},
+      {"detach, reset", 0, " | disconnect 102 1 | release 2"},
+      {"detach, reset", 0, " | open 3 | release 3"},
+      {"card", 0, " | open 4 | release 4"},
+      {"unlock", 0, " | open 5"}}},
     {"locking fails",
      {{"begin", {1}}, {"end", {0x80100069}}},
-     {
-         {"create", 0},
-         {"lock", 1, " | open 1 | begin 101"},
-         {"unlock", 0},
-         {"lock", 0, " | begin 101"},
-         {"unlock", 0x80100069, " | end 101 0"},
-         {"lock", 0},
-         {"unlock", 0},
-         {"unlock, reset", 0, " | end 101 1"},
-         {"lock", 0, " | begin 101"},
-         {"detach, unpower", 0, " | disconnect 101 2 | release 1"},
-         {"unlock", 0, " | open 2"},
-     }},
+     {{"create", 0},
+      {"lock", 1, " | open 1 | begin 101"},
+      {"unlock", 0},
+      {"lock", 0, " | begin 101"},
+      {"unlock", 0x80100069, " | end 101 0"},
+      {"lock", 0},
+      {"unlock", 0},
+      {"unlock, reset", 0, " | end 101 1"},
+      {"lock", 0, " | begin 101"},
+      {"detach, unpower", 0, " | disconnect 101 2 | release 1"},
+      {"unlock", 0, " | open 2"}}},
 };
 
 TEST(Talker, MakesTheseCalls) {
@@ -101,27 +94,20 @@ TEST(Talker, MakesTheseCalls) {
 }
 
 // No mapping can have the mutex's name.
-const Script tableless{"without a table",
-                       {},
-                       {
-                           {"create", 6},
-                           {"lock", 0x80004005},
-                           {"unlock", 0x80004005},
-                           {"transmit", 0x80004005, "", "07070707"},
-                           {"reconnect", 0x80004005},
-                           {"detach", 0},
-                           {"card", 0},
-                           {"create", 6},
-                           {"lock", 0x80004005},
-                           {"unlock", 0x80004005},
-                           {"detach", 0},
-                           {"card", 0},
-                       }};
-
 TEST(Talker, DoesNothingWithoutATable) {
     RecordingResourceManager manager;
     RMApduTalker talker(mutexName, 2);
-    expectSteps(talker, manager, tableless);
+    const Script script{"without a table",
+                        {},
+                        {{"create", 6},
+                         {"lock", 0x80004005},
+                         {"unlock", 0x80004005},
+                         {"transmit", 0x80004005, "", "07070707"},
+                         {"reconnect", 0x80004005},
+                         {"detach", 0},
+                         {"card", 0}}};
+    expectSteps(talker, manager, script);
+    expectSteps(talker, manager, script);
 }
 
 struct OneTalker : testing::Test {

@@ -6,9 +6,7 @@
 
 #include <memory>
 #include <set>
-#include <string>
 #include <utility>
-#include <vector>
 
 #include "platform/crypto_providers.h"
 #include "platform/win32.h"

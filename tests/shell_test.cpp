@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
-#include <string>
 #include <utility>
 
 #include "tests/toolbox/programs.h"

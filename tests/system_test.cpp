@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <string>
 
 #include "tests/toolbox/front_system.h"
 #include "tests/toolbox/scratch_image.h"

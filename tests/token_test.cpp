@@ -2,9 +2,7 @@
 
 #include <memory>
 #include <sstream>
-#include <string>
 #include <utility>
-#include <vector>
 
 #include "tests/toolbox/scratch_image.h"
 #include "tests/toolbox/sql.h"

@@ -1,7 +1,5 @@
 #include "shell/terminal/front.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <iostream>
 #include <utility>
@@ -100,14 +98,13 @@ bool Front::readLine() {
     return line.ending != Editor::Ending::inputEnded;
 }
 
-bool Front::takeLine(std::string line) {
-    const std::string typed = line;
+void Front::takeLine(const std::string& typed) {
+    std::string line = typed;
     const bool isComplete = askForMissing(line);
     keep(isComplete ? line : typed);
     if (isComplete) {
         setPieces(std::move(line));
     }
-    return isComplete;
 }
 
 void Front::keep(const std::string& line) {
@@ -133,7 +130,8 @@ bool Front::askForMissing(std::string& line) {
             tellUsage(last.name);
             return false;
         }
-        line += " " + answer;
+        line += ' ';
+        line += answer;
         wipe(answer);
     }
 }

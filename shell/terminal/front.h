@@ -34,7 +34,7 @@ class Front : public std::streambuf {
 
     bool fetch();
     bool readLine();
-    bool takeLine(std::string line);
+    void takeLine(const std::string& typed);
     bool askForMissing(std::string& line);
     bool ask(const std::string& context, Kind kind, std::string& answer);
     void setPieces(std::string line);

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <map>
-#include <string>
 #include <utility>
 
 #include "tests/toolbox/bytes.h"

@@ -4,7 +4,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <string>
 
 #include "tests/toolbox/command.h"
 #include "tests/toolbox/files.h"

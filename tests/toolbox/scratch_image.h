@@ -2,7 +2,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <string>
 
 #include "tests/toolbox/files.h"
 #include "tests/toolbox/scratch_folder.h"

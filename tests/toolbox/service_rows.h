@@ -6,8 +6,6 @@
 #include <iterator>
 #include <span>
 #include <sstream>
-#include <string>
-#include <vector>
 
 #include "Components/qv_aid/qv_filesystem.h"
 #include "tests/toolbox/token_talker.h"

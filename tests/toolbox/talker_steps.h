@@ -5,8 +5,6 @@
 #include <deque>
 #include <functional>
 #include <map>
-#include <string>
-#include <vector>
 
 #include "apdulib/rm_apdutalker.h"
 #include "tests/toolbox/bytes.h"
@@ -41,6 +39,11 @@ struct Script {
     std::vector<Step> steps;
 };
 
+inline u32 detach(RMApduTalker& talker, u32 disposition) {
+    talker.detach(disposition);
+    return 0;
+}
+
 inline u32 perform(RMApduTalker& talker, const std::string& operation) {
     static const std::map<std::string, std::function<u32(RMApduTalker&)>> operations{
         {"create", [](RMApduTalker& t) { return t.create(); }},
@@ -50,21 +53,9 @@ inline u32 perform(RMApduTalker& talker, const std::string& operation) {
         {"unlock, unpower", [](RMApduTalker& t) { return t.unlock(SCARD_UNPOWER_CARD); }},
         {"reconnect", [](RMApduTalker& t) { return t.reconnect(SCARD_LEAVE_CARD); }},
         {"reconnect, reset", [](RMApduTalker& t) { return t.reconnect(SCARD_RESET_CARD); }},
-        {"detach",
-         [](RMApduTalker& t) {
-             t.detach(SCARD_LEAVE_CARD);
-             return 0U;
-         }},
-        {"detach, reset",
-         [](RMApduTalker& t) {
-             t.detach(SCARD_RESET_CARD);
-             return 0U;
-         }},
-        {"detach, unpower",
-         [](RMApduTalker& t) {
-             t.detach(SCARD_UNPOWER_CARD);
-             return 0U;
-         }},
+        {"detach", [](RMApduTalker& t) { return detach(t, SCARD_LEAVE_CARD); }},
+        {"detach, reset", [](RMApduTalker& t) { return detach(t, SCARD_RESET_CARD); }},
+        {"detach, unpower", [](RMApduTalker& t) { return detach(t, SCARD_UNPOWER_CARD); }},
         {"card", [](RMApduTalker& t) { return static_cast<u32>(t.getCardHandle()); }},
     };
     return operations.at(operation)(talker);

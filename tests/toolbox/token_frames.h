@@ -1,7 +1,5 @@
 #pragma once
 
-#include <string>
-
 #include "tests/toolbox/bytes.h"
 #include "token/door/connection.h"
 
@@ -16,23 +14,9 @@ inline Bytes frameOf(const std::string& ins, const std::string& data) {
 }
 
 inline std::string nameOf(token::Outcome outcome) {
-    switch (outcome) {
-        case token::Outcome::good:
-            return "good";
-        case token::Outcome::unusable:
-            return "unusable";
-        case token::Outcome::absent:
-            return "absent";
-        case token::Outcome::removed:
-            return "removed";
-        case token::Outcome::reset:
-            return "reset";
-        case token::Outcome::notHeld:
-            return "notHeld";
-        case token::Outcome::served:
-            return "served";
-    }
-    return "an outcome without a name";
+    static const std::vector<std::string> names{"good",  "unusable", "absent", "removed",
+                                                "reset", "notHeld",  "served"};
+    return names.at(static_cast<std::size_t>(outcome));
 }
 
 // The whole reply in hexadecimal, the status word's low byte first as on the wire; or the outcome.

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <functional>
 #include <map>
-#include <string>
-#include <vector>
 
 #include "apdulib/apdu_talker.h"
 #include "include/basic_types.h"

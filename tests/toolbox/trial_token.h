@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <memory>
 #include <sstream>
-#include <string>
 
 #include "tests/toolbox/scratch_image.h"
 #include "tests/toolbox/token_frames.h"

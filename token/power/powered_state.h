@@ -41,9 +41,9 @@ struct PoweredState {
     std::array<Session, 2> sessions;
     std::uint32_t session;  // the index of the current one
 
-    std::atomic<Lease> holder;  // a word, so that no half of it is ever seen
+    std::atomic<Lease> holder;   // a word, so that no half of it is ever seen
     std::int32_t holderProcess;  // of the last holder
-    std::uint32_t waiting;      // users that sleep until the holder is gone; may count dead ones
+    std::uint32_t waiting;       // users that sleep until the holder is gone; may count dead ones
     std::atomic<std::uint32_t> changes;  // what they sleep on
 
     // Puts another session in the place of the current one, and wipes that one's key.

@@ -1,0 +1,41 @@
+#include <gmock/gmock.h>
+
+#include "tests/toolbox/recording_resource_manager.h"
+#include "tests/toolbox/shell_in_process.h"
+
+namespace {
+
+TEST(CommandFrame, HoldsTheCardFromTheFirstArgumentOn) {
+    const std::string begin = " | begin 101";
+    const std::string end = " | end 101 0";
+    const std::string sent = " | transmit 101 2 0 ";
+    const std::string exercise = begin + sent + "15 10" + sent + "13 10" + sent + "15 10" + end;
+    const struct {
+        const char *input, *failing, *output;
+        int status;
+        const char* unread;
+        std::string calls;
+    } rows[] = {
+        {"x login a md 3f00 no md 3f001000 PUB exit", "none",
+         ">Syntax error.\n>FAIL: 0x80100013\n>Syntax error\n"
+         ">Cannot call fs.createDirectory(): 0x80100013\n>",
+         0, "", begin + sent + "9 2" + end + begin + end + begin + sent + "11 10" + end},
+        {"t exit", "end", "\nCannot unlock0x80100016\n>", 0, "", exercise},
+        {"login a exit", "transmit", "\n>FAIL: 0x80100016\n>", 0, "", begin + sent + "9 2" + end},
+        {"pr X exit", "end", "-\n>Syntax error.\nCannot unlock0x80100016\n", 1, " exit",
+         begin + end},
+        {"t exit", "begin", "-\n>", 1, " exit", begin},
+        {"login 1234 exit", "begin", "-\n>", 1, " 1234 exit", begin}};
+    for (const auto& [input, failing, output, status, unread, calls] : rows) {
+        RecordingResourceManager manager;
+        manager.results[failing] = {0x80100016};
+        SCOPED_TRACE(input);
+        const ShellRun run = runShell(input);
+        EXPECT_THAT(run.written, testing::EndsWith(output));
+        EXPECT_EQ(run.status, status);
+        EXPECT_EQ(run.unread, unread);
+        EXPECT_EQ(manager.take(), " | open 1" + calls + " | disconnect 101 0 | release 1");
+    }
+}
+
+}  // namespace
