@@ -10,6 +10,14 @@
 #include "token/image/new_file.h"
 
 namespace token {
+namespace {
+
+[[noreturn]] void refuseJournal(const std::string& imagePath, const std::string& journal) {
+    throw Fault("there is no image " + imagePath + ", but its " + journal +
+                ": put the image back, or delete that file");
+}
+
+}  // namespace
 
 bool isCompanion(const std::string& imagePath, const std::string& file) {
     const std::filesystem::path path = std::filesystem::weakly_canonical(file);
@@ -20,11 +28,10 @@ bool isCompanion(const std::string& imagePath, const std::string& file) {
 
 void needNoJournal(const std::string& imagePath) {
     for (const char* ending : {"-journal", "-wal"}) {
-        const std::string companion = imagePath + ending;
+        const std::string journal = imagePath + ending;
         FileFacts facts;
-        if (system().look(companion, Links::follow, facts) == 0 && facts.size != 0) {
-            throw Fault("there is no image " + imagePath + ", but its " + companion +
-                        ": put the image back, or delete that file");
+        if (system().look(journal, Links::follow, facts) == 0 && facts.size != 0) {
+            refuseJournal(imagePath, journal);
         }
     }
 }
