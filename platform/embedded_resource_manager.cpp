@@ -46,7 +46,7 @@ bool isDisposition(std::uint32_t disposition) {
     return disposition <= SCARD_EJECT_CARD;
 }
 
-Disposition afterOf(std::uint32_t disposition) {
+Disposition dispositionOf(std::uint32_t disposition) {
     return disposition == SCARD_RESET_CARD || disposition == SCARD_UNPOWER_CARD
                ? Disposition::reset
                : Disposition::leave;
@@ -158,7 +158,7 @@ std::uint32_t EmbeddedResourceManager::reconnect(std::uint32_t card, std::uint32
     if (const std::uint32_t refusal = checkTerms(shareMode, protocols, why); refusal != 0) {
         return refusal;
     }
-    const Outcome outcome = connection->reconnect(afterOf(initialization));
+    const Outcome outcome = connection->reconnect(dispositionOf(initialization));
     if (outcome == Outcome::good) {
         activeProtocol = SCARD_PROTOCOL_T1;
     }
@@ -173,7 +173,7 @@ std::uint32_t EmbeddedResourceManager::disconnect(std::uint32_t card, std::uint3
     if (!connection) {
         return ERROR_INVALID_HANDLE;
     }
-    if (afterOf(disposition) == Disposition::reset) {
+    if (dispositionOf(disposition) == Disposition::reset) {
         connection->reset();
     }
     return 0;
@@ -205,7 +205,7 @@ std::uint32_t EmbeddedResourceManager::end(std::uint32_t card, std::uint32_t dis
     if (!isDisposition(disposition)) {
         return number(SCARD_E_INVALID_PARAMETER);
     }
-    return resultOf(connection->end(afterOf(disposition)));
+    return resultOf(connection->end(dispositionOf(disposition)));
 }
 
 std::uint32_t EmbeddedResourceManager::transmit(std::uint32_t card, std::uint32_t protocol,

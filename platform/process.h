@@ -2,9 +2,9 @@
 
 namespace platform {
 
-// Sets the process up as the programs need it; called first in each `main`. The process leaves no
-// core dump, for passwords and keys pass through its memory. A file that may not grow is a failed
-// write to it, as a full disk is, and no reason to end.
+// Sets the process up as the programs need it; called first in each `main` of the host's. The
+// process leaves no core dump, for passwords and keys pass through its memory. A file that may not
+// grow is a failed write to it, as a full disk is, and no reason to end.
 void prepareProcess();
 
 }  // namespace platform

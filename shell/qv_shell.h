@@ -50,7 +50,7 @@ class QVShell {
     // Runs a command's `work` under the card lock: it reads the arguments, calls the service and
     // prints. A lock that fails runs nothing; an unlock that fails is told.
     CardUse useCard(const std::function<void()>& work);
-    // The same as most handlers end: false, if the card could not be locked or unlocked.
+    // The same; false if the card could not be locked or unlocked, which ends the shell.
     bool onCard(const std::function<void()>& work);
 
     // Arguments. Once a read has failed, each further one of the same command gives an empty word,

@@ -4,8 +4,8 @@
 
 #include "include/basic_types.h"
 
-// Thrown where a system mutex or the random source fails. No library catches them and QVSh ends
-// with them; QVPrepare tells them to its user.
+// Thrown where a system mutex or the random source fails. QVSh ends with them, but for a look at
+// the token for Tab, which just finds nothing; QVPrepare tells them to its user.
 namespace VDW {
 
 class Exception {

@@ -9,8 +9,8 @@
 
 namespace ksigil {
 
-// What could follow the text before the cursor: words, keywords, and paths of the token's own tree
-// if `mayAsk`.
+// The possible endings of the text before the cursor: words, keywords, and paths of the token's own
+// tree if `mayAsk`.
 Completion completionOf(const std::string& before, TokenLook& look, bool mayAsk);
 
 }  // namespace ksigil

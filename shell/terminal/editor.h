@@ -9,7 +9,7 @@
 
 namespace ksigil {
 
-// What Tab makes of the text before the cursor.
+// The answer of Tab to the text before the cursor.
 struct Completion {
     std::string insert;             // what follows it for certain, printable ASCII
     std::vector<std::string> list;  // what could follow it, to be shown if `insert` is empty

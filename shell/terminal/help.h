@@ -10,7 +10,7 @@ void printHelp();
 // The usage of a command that was given up, on standard error.
 void tellUsage(const std::string& word);
 
-// What could have been meant by a word that the shell does not know, on standard error.
+// Names the nearest word to one that the shell does not know, on standard error.
 void tellNearest(const std::string& word);
 
 }  // namespace ksigil

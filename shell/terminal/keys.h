@@ -7,7 +7,7 @@
 
 namespace ksigil {
 
-// What is typed and pasted, a character or a key at a time.
+// The keyboard: typed and pasted text, a character or a key at a time.
 class Keys {
   public:
     // Keys that are no characters. Their numbers are those of control characters that no line can

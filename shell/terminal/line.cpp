@@ -99,7 +99,7 @@ void readArguments(Reader& reader, Command& command) {
             return;
         }
         if (!readArgument(reader, kind, command)) {
-            // What was to be the data may stand here, unless it is a decryption, which has none.
+            // The data may stand here, unless it is a decryption, which has none.
             const bool isDecryption =
                 kind == Kind::operation && isOneOf(command.arguments.back(), "Dd");
             command.keptEnd = isDecryption || (isKept && !carriesSecret(*command.word))

@@ -25,7 +25,7 @@ class TokenLook {
     // not read again.
     std::optional<std::vector<QVFileInfo>> children(const std::string& path);
 
-    // What was read may hold no longer.
+    // Drops the listing that was read, which may hold no longer.
     void forget() { known_.reset(); }
 
   private:
@@ -45,7 +45,7 @@ struct Subtree {
     bool isCounted = true;    // there may be more of them otherwise
 };
 
-// What is under the directory, found on the calling thread's connection under its lock, for which
+// The children of the directory, found on the calling thread's connection under its lock, for which
 // it waits as a command does. Nothing if the path leads to no directory.
 std::optional<Subtree> subtreeOf(const std::string& path);
 

@@ -21,7 +21,7 @@ constexpr int heldSignals[] = {SIGINT, SIGTSTP, SIGWINCH, SIGCONT};
 constexpr int endingSignals[] = {SIGINT,  SIGHUP, SIGTERM, SIGQUIT, SIGABRT,
                                  SIGSEGV, SIGBUS, SIGFPE,  SIGILL,  SIGPIPE};
 
-// What the handlers need. They run between any two instructions of the program.
+// For the signal handlers, which run between any two instructions of the program.
 termios before;
 volatile std::sig_atomic_t isOurs = 0;     // the terminal is not as it was before
 volatile std::sig_atomic_t isWaiting = 0;  // the main thread is in `wait`

@@ -8,7 +8,7 @@
 
 namespace ksigil {
 
-// What an argument of a command stands for.
+// The kinds of a command's arguments.
 enum class Kind {
     path,
     size,

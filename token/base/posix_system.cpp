@@ -85,7 +85,11 @@ class PosixSystem final : public System {
         if (mkdir(path.c_str(), 0700) != 0) {
             return errno == EEXIST ? 0 : errno;
         }
-        return errorOf(chmod(path.c_str(), 0700));
+        const int error = errorOf(chmod(path.c_str(), 0700));
+        if (error != 0) {
+            rmdir(path.c_str());
+        }
+        return error;
     }
 
     int makeFileBeside(const std::string& path, std::string& made) override {
@@ -121,7 +125,8 @@ class PosixSystem final : public System {
         constexpr int flags = O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
         file = File(open(path.c_str(), flags | O_CREAT | O_EXCL, 0600));
         if (file.isOpen()) {
-            return errorOf(fchmod(file.descriptor(), 0600));
+            fchmod(file.descriptor(), 0600);  // whatever the umask
+            return 0;
         }
         if (errno == EEXIST) {
             file = File(open(path.c_str(), flags));

@@ -9,7 +9,7 @@
 
 namespace token {
 
-// What was found at a path.
+// The facts about a path.
 struct FileFacts {
     enum class Kind { nothing, file, link, other };
 
@@ -21,8 +21,8 @@ struct FileFacts {
 
 enum class Links { follow, stopAt };
 
-// All that the token asks of the operating system: files, locks on them, and memory that processes
-// share. Only the database has an interface of its own, for the image and its journal.
+// All that the token asks of the operating system for its files, their locks and its shared memory.
+// The database has an interface of its own, for the image and its journal.
 //
 // A function that gives an int gives 0, or the system's error number, whose words systemFault
 // tells; it has then changed nothing, unless it says otherwise. Paths are taken as they stand. Any

@@ -14,9 +14,9 @@ struct Findings {
     bool leftSealed = false;            // there is sealed content, and no key to open it
 };
 
-// Looks at all of the image at the real path, also while it is in use, with the eyes of the
-// database and of the token's rules; with the image's key it opens sealed content too. Throws Fault
-// if there is no image or it cannot be locked; damage is a finding.
+// Looks at all of the image at the real path, also while it is in use, by the database's own check
+// and by the token's rules. With the image's key it opens sealed content too. Throws Fault if there
+// is no image or it cannot be locked; damage is a finding.
 Findings check(const std::string& path, const SecretKey* secret);
 
 }  // namespace token

@@ -5,6 +5,7 @@
 #include "token/power/lock_file.h"
 
 namespace token {
+
 void createToken(const std::string& path) {
     needNothingAt(path);
     const LockFile lockFile(path);

@@ -8,7 +8,8 @@
 
 namespace token {
 
-// The ways to an image's key for those who look after it, powered or not. `path` is its real path.
+// An owner's ways to an image's key, powered or not, and the lifting of a block. `path` is the real
+// path.
 // All throw Fault.
 
 // The key, by a login that counts as others do and logs nobody in. A Fault says why it was refused.

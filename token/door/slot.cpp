@@ -54,7 +54,7 @@ Outcome Slot::connect(std::unique_ptr<Connection>& connection, std::string& why)
 
 void Slot::remove() {
     const std::shared_ptr<OpenToken> token = openToLookAfter();
-    // The first removal fails the frames under way, so that none of them changes the image behind
+    // The first removal fails the frames under way, so that none of them changes the image after
     // this change. The second one reaches connections that looked in between.
     token->power().removeCard();
     setPresent(token->image(), false);

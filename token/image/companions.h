@@ -17,7 +17,7 @@ bool isCompanion(const std::string& imagePath, const std::string& file);
 // of the next one.
 void needNoJournal(const std::string& imagePath);
 
-// Removes the companions of an image that is gone.
+// Removes the database's companions of an image that is gone.
 void removeCompanions(const std::string& imagePath);
 
 // Moves the database's companions from one image's name to another's, whichever there are. Throws

@@ -31,7 +31,8 @@ void NewFile::publishOver(const std::string& path) {
 
 void needNothingAt(const std::string& path) {
     FileFacts facts;
-    if (system().look(path, Links::stopAt, facts) == 0 && facts.kind != FileFacts::Kind::nothing) {
+    needSuccess(system().look(path, Links::stopAt, facts), "cannot look at", path);
+    if (facts.kind != FileFacts::Kind::nothing) {
         throw Fault(path + " exists already");
     }
 }

@@ -30,7 +30,7 @@ struct LockFile::Content {
     std::uint32_t magic = token::magic;
     std::int32_t id = -1;
     std::uint64_t stamp = 0;
-    std::int32_t server = 0;
+    std::int32_t server = 0;  // not there before there was a first server
     std::int32_t unused = 0;
 };
 
@@ -64,7 +64,8 @@ LockFile::ConnectLock::~ConnectLock() {
 
 LockFile::Content LockFile::content() const {
     Content content;
-    const bool isWhole = readStart(file_, content) == sizeof content;
+    constexpr std::size_t withoutServer = offsetof(Content, server);
+    const bool isWhole = readStart(file_, content) >= withoutServer;
     return isWhole && content.magic == magic ? content : Content{};
 }
 

@@ -24,7 +24,8 @@ struct alignas(8) Lease {
 // A powered token, in memory that all its users share. `formed`, `stamp` and `image` are written
 // before others can find the memory, and only read afterwards. Who has the guard may change the
 // rest. `holder` and `changes` are also read without it. A user that dies with the guard does no
-// harm: a session counts when `session` points to it, and every other change is one word.
+// harm: a session counts when `session` points to it, and every other change is one word;
+// `holderProcess` is only shown.
 struct PoweredState {
     static constexpr std::uint32_t layout = 3;
 

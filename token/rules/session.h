@@ -8,7 +8,7 @@
 
 namespace token {
 
-// The memory of a powered token between frames, lost with its power. It lies in memory that
+// The state of a powered token between frames, lost with its power. It lies in memory that
 // processes share, hence plain values only.
 struct Session {
     Object selected;
