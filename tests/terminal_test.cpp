@@ -426,7 +426,7 @@ TEST_F(TerminalTest, TakesPastesWholeOrNotAtAll) {
         "Not taken: the line holds a control character, or bytes that are no UTF-8.\n>";
     takeFrames();
     for (const std::string bytes :
-         {"\377", "\303(", "\355\240\200", "\302\205", "\007", "\033[31m", "\364\217\277\275"}) {
+         {"\377", "\303(", "\355\240\200", "\302\205", "\007", "\021", "\033[31m", "\364\217\277\275"}) {
         sitting.expect("logout\n", ">logout\nOK.\n>");
         sitting.expect("login 1" + bytes + "234\n", refusal);
         sitting.expect("logout\n", ">logout\nOK.\n>");
@@ -447,12 +447,15 @@ TEST(HistoryTest, KeepsNothingSecret) {
         {"w 3f000001 secret", "w 3f000001"},
         {"w 3f000001 0secret more", "w 3f000001 0"},
         {"wk 3f000001 secret", "wk 3f000001"},
+        {"wk secret", "wk"},
+        {"w secret", "w"},
+        {"dx secret", "dx"},
         {"pr E secret", "pr E"},
         {"pr e secret more", "pr e"},
         {"pr secret", "pr"},
         {"pr D ls 3f00", "pr D ls 3f00"},
         {"dx 3f000001 E secret", "dx 3f000001 E"},
-        {"dx E 3f000001 secret", "dx E"},
+        {"dx E 3f000001 secret", "dx"},
         {"dx 3f000001 D t", "dx 3f000001 D t"},
         {"logn secret", "logn"},
         {"lgoin secret", "lgoin"},

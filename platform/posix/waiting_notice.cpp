@@ -4,6 +4,7 @@
 #include <csignal>
 #include <mutex>
 #include <optional>
+#include <system_error>
 #include <thread>
 
 #include "platform/resource_manager.h"
@@ -24,7 +25,11 @@ class Watch {
         sigset_t usual;
         sigfillset(&all);
         pthread_sigmask(SIG_SETMASK, &all, &usual);
-        thread_ = std::thread([this] { look(); });
+        try {
+            thread_ = std::thread([this] { look(); });
+        } catch (const std::system_error&) {
+            // Nobody is told of this wait.
+        }
         pthread_sigmask(SIG_SETMASK, &usual, nullptr);
     }
     Watch(const Watch&) = delete;
@@ -37,7 +42,9 @@ class Watch {
             hasEnded_ = true;
         }
         ended_.notify_one();
-        thread_.join();
+        if (thread_.joinable()) {
+            thread_.join();
+        }
         if (isTold_) {
             notice_.ends(succeeded);
         }

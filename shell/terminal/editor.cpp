@@ -189,6 +189,10 @@ wchar_t* Editor::Inside::prompt(EditLine* line) {
 int Editor::Inside::character(EditLine* line, wchar_t* character) {
     Inside& self = of(line);
     *character = self.keys.next();
+    // The search goes on to an older line only by the key that is bound to it.
+    if (*character == L'\022' && self.text().size() <= longestSearched) {
+        *character = L'\213';
+    }
     if (*character == standIn) {
         *character = self.keys.refuse();
     }
@@ -242,12 +246,8 @@ unsigned char Editor::Inside::newer(EditLine* line, wint_t) {
     return CC_REFRESH;
 }
 
-unsigned char Editor::Inside::search(EditLine* line, wint_t) {
-    if (of(line).text().size() > longestSearched) {
-        return CC_ERROR;
-    }
-    el_wpush(line, L"\213");
-    return CC_NORM;
+unsigned char Editor::Inside::search(EditLine*, wint_t) {
+    return CC_ERROR;  // of a line that is too long for it
 }
 
 unsigned char Editor::Inside::removeOrEnd(EditLine* line, wint_t) {

@@ -193,7 +193,8 @@ bool Front::confirmRemoval(const Command& command) {
                                      ? number + ", all that the token holds. Remove? (y/n) "
                                      : path + " with " + number + " under it. Remove? (y/n) ";
     const Editor::Line answer = editor_.read(question, nullptr);
-    const bool isYes = answer.ending == Editor::Ending::line && trimmed(answer.text) == "y";
+    const bool isYes =
+        answer.ending == Editor::Ending::line && answer.isWhole && trimmed(answer.text) == "y";
     if (!isYes) {
         std::cerr << "Nothing was removed.\n";
     }

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <sstream>
 
@@ -42,8 +43,8 @@ class LockedFile {
         while (!isCurrent) {
             close();
             descriptor_ = open(path.c_str(), flags, 0600);
-            if (descriptor_ < 0 || flock(descriptor_, LOCK_EX) != 0 ||
-                fstat(descriptor_, &about_) != 0 || !S_ISREG(about_.st_mode)) {
+            if (descriptor_ < 0 || !lock() || fstat(descriptor_, &about_) != 0 ||
+                !S_ISREG(about_.st_mode) || about_.st_uid != geteuid() || about_.st_nlink > 1) {
                 close();
                 return;
             }
@@ -75,6 +76,19 @@ class LockedFile {
     }
 
   private:
+    // Waits a little for another shell, and not for one that was stopped.
+    bool lock() const {
+        constexpr timespec pause{0, 10'000'000};
+        constexpr int mostPauses = 20;
+        for (int pauses = 0; pauses < mostPauses; ++pauses) {
+            if (flock(descriptor_, LOCK_EX | LOCK_NB) == 0) {
+                return true;
+            }
+            nanosleep(&pause, nullptr);
+        }
+        return false;
+    }
+
     void close() {
         if (descriptor_ >= 0) {
             ::close(descriptor_);

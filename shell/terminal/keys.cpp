@@ -14,7 +14,11 @@ constexpr unsigned char escape = 0x1B;
 constexpr unsigned char deleteCharacter = 0x7F;
 
 // A sequence's bytes come together; an Escape key comes alone.
-constexpr int escapeAlone = 100;  // milliseconds
+constexpr int escapeAlone = 100;     // milliseconds
+constexpr int restOfPaste = 60'000;  // likewise: in a paste there are bytes behind an Escape
+constexpr int forever = -1;
+constexpr unsigned char startOutput = 0x11;
+constexpr unsigned char stopOutput = 0x13;
 
 constexpr std::pair<std::string_view, wchar_t> sequences[] = {
     {"A", Keys::up},          {"B", Keys::down},         {"C", Keys::right},
@@ -56,6 +60,10 @@ void Keys::startLine() {
 int Keys::byte(int milliseconds) {
     while (at_ == end_) {
         const Tty::Event met = Tty::wait(milliseconds);
+        if (met == Tty::Event::redraw && milliseconds != forever) {
+            isRedrawDue_ = true;
+            continue;
+        }
         if (met != Tty::Event::key) {
             isDropped_ = isDropped_ || met == Tty::Event::interrupt;
             isPasting_ = isPasting_ && !isDropped_;
@@ -78,7 +86,9 @@ wchar_t Keys::refuse() {
 }
 
 wchar_t Keys::next() {
-    constexpr int forever = -1;
+    if (std::exchange(isRedrawDue_, false)) {
+        return redraw;
+    }
     for (;;) {
         const int got = byte(forever);
         if (got == none) {
@@ -96,7 +106,9 @@ wchar_t Keys::next() {
         } else if (first >= ' ' && first != deleteCharacter) {
             return character(first);
         } else {
-            return isPasting_ || first == 0 ? refuse() : static_cast<wchar_t>(first);
+            const bool isKey =
+                !isPasting_ && first != 0 && first != startOutput && first != stopOutput;
+            return isKey ? static_cast<wchar_t>(first) : refuse();
         }
     }
 }
@@ -108,7 +120,7 @@ wchar_t Keys::character(unsigned char first) {
     }
     wchar_t value = length == 1 ? first : first & (0x7F >> length);
     for (int i = 1; i < length; ++i) {
-        const int next = byte(escapeAlone);
+        const int next = byte(pause());
         if (next == none) {
             return isDropped_ || hasEnded_ ? L'\n' : refuse();
         }
@@ -124,7 +136,7 @@ wchar_t Keys::character(unsigned char first) {
 
 // Nothing (0) for an Escape key alone and for the brackets of a paste.
 wchar_t Keys::afterEscape() {
-    const int next = byte(escapeAlone);
+    const int next = byte(pause());
     if (next == none) {
         return isDropped_ || hasEnded_ ? L'\n' : isPasting_ ? refuse() : 0;
     }
@@ -142,7 +154,7 @@ wchar_t Keys::sequence() {
     constexpr std::size_t longest = 16;
     std::string parameters;
     for (int next = 0; parameters.size() < longest && (next < '@' || next > '~');) {
-        next = byte(escapeAlone);
+        next = byte(pause());
         if (next < ' ' || next >= deleteCharacter) {
             at_ -= next == none ? 0 : 1;
             return isDropped_ || hasEnded_ ? L'\n' : refuse();
@@ -158,7 +170,13 @@ wchar_t Keys::sequence() {
             return key;
         }
     }
-    return refuse();
+    const char last = parameters.back();
+    const bool isKey = !isPasting_ && (last == '~' || (last >= 'A' && last <= 'Z'));
+    return isKey ? static_cast<wchar_t>(refused) : refuse();  // one of no use only beeps
+}
+
+int Keys::pause() const {
+    return isPasting_ ? restOfPaste : escapeAlone;
 }
 
 }  // namespace ksigil

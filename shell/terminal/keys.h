@@ -47,11 +47,13 @@ class Keys {
     wchar_t character(unsigned char first);
     wchar_t afterEscape();
     wchar_t sequence();
+    int pause() const;  // milliseconds that the rest of a sequence may take
 
     std::array<unsigned char, 4096> bytes_{};
     std::size_t at_ = 0;
     std::size_t end_ = 0;
     bool isPasting_ = false;
+    bool isRedrawDue_ = false;
     bool isDropped_ = false;
     bool hasEnded_ = false;
     bool isWhole_ = true;

@@ -80,6 +80,11 @@ bool readArgument(Reader& reader, Kind kind, Command& command) {
     return kind != Kind::operation || isOneOf(command.arguments.back(), "Ee");
 }
 
+bool isPath(const std::string& word) {
+    return !word.empty() && word.size() % 4 == 0 &&
+           word.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
+}
+
 bool carriesSecret(const Word& word) {
     return std::any_of(word.arguments.begin(), word.arguments.end(),
                        [](Kind kind) { return traitsOf(kind).isSecret; });
@@ -107,7 +112,11 @@ void readArguments(Reader& reader, Command& command) {
                                   : command.keptEnd;
             return;
         }
-        isKept = isKept && !traitsOf(kind).isSecret;
+        // Where the path was forgotten, the secret stands in its place.
+        const bool mayBeSecret =
+            traitsOf(kind).isSecret || (kind == Kind::path && carriesSecret(*command.word) &&
+                                        !isPath(command.arguments.back()));
+        isKept = isKept && !mayBeSecret;
         command.keptEnd = isKept ? reader.at() : command.keptEnd;
     }
 }

@@ -7,6 +7,7 @@
 #include <csignal>
 #include <exception>
 #include <mutex>
+#include <system_error>
 #include <thread>
 
 #include "Components/qv_aid/qv_filesystem.h"
@@ -131,8 +132,15 @@ std::optional<std::vector<QVFileInfo>> TokenLook::children(const std::string& pa
     sigset_t usual;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &usual);
-    running_->thread = std::thread([look = running_] { look->run(); });
+    try {
+        running_->thread = std::thread([look = running_] { look->run(); });
+    } catch (const std::system_error&) {
+        running_.reset();
+    }
     pthread_sigmask(SIG_SETMASK, &usual, nullptr);
+    if (!running_) {
+        return std::nullopt;
+    }
     if (!isDoneBy()) {
         running_->isGivenUp = true;
         return std::nullopt;
@@ -172,6 +180,7 @@ std::optional<Subtree> subtreeOf(const std::string& path) {
     }
     Subtree subtree;
     const u32 rv = count(talker, path, subtree);
+    subtree.isCounted = subtree.isCounted && rv == result::success;
     if (talker.unlock(SCARD_LEAVE_CARD) != result::success) {
         talker.detach(SCARD_LEAVE_CARD);  // the shell's commands must find no lock of this one's
     }

@@ -36,8 +36,9 @@ void send(std::string_view sequence) {
     }
 }
 
+// A process in the background leaves the terminal alone: it would be stopped.
 void restore() {
-    if (isOurs != 0) {
+    if (isOurs != 0 && tcgetpgrp(STDIN_FILENO) == getpgrp()) {
         isOurs = 0;
         send(leavePastes);
         tcsetattr(STDIN_FILENO, TCSANOW, &before);
@@ -48,7 +49,7 @@ void handle(int number, void (*handler)(int)) {
     struct sigaction action {};
     action.sa_handler = handler;
     sigemptyset(&action.sa_mask);
-    action.sa_flags = 0;
+    action.sa_flags = SA_RESTART;
     sigaction(number, &action, nullptr);
 }
 
@@ -75,10 +76,10 @@ void stop() {
     restore();
     meet(SIGTSTP);
     handle(SIGTSTP, stopped);
+    isOurs = 1;
     if (isKnown) {
         tcsetattr(STDIN_FILENO, TCSADRAIN, &now);
     }
-    isOurs = 1;
     send(bracketPastes);
 }
 
@@ -124,6 +125,7 @@ void makeOurs() {
     termios keys = before;
     keys.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
     keys.c_lflag |= ISIG;
+    keys.c_iflag &= ~static_cast<tcflag_t>(IXON | IXOFF);
     keys.c_cc[VMIN] = 1;
     keys.c_cc[VTIME] = 0;
     isOurs = 1;
