@@ -6,11 +6,13 @@
 #include <chrono>
 #include <latch>
 #include <memory>
+#include <set>
+#include <sstream>
 #include <thread>
-#include <utility>
 
+#include "apdulib/auto_reconnect_talker.h"
+#include "tests/toolbox/bytes.h"
 #include "tests/toolbox/recording_resource_manager.h"
-#include "tests/toolbox/talker_steps.h"
 
 namespace {
 
@@ -44,45 +46,79 @@ struct TableView {
     }
 };
 
+std::string hex(u64 number) {
+    std::ostringstream digits;
+    digits << std::hex << number;
+    return digits.str();
+}
+
+// A command of three bytes from 07, with room for four. Gives the result in hexadecimal and the
+// reply, in which a byte 07 is one that the talker has not written.
+std::string exchange(RMApduTalker& talker) {
+    const u8 command[3] = {7};
+    u8 reply[4] = {7, 7, 7, 7};
+    u32 length = sizeof reply;
+    const u32 rv = talker.transmit(command, sizeof command, reply, &length);
+    return hex(rv) + (length == 0 ? "" : " " + hexOf({reply, length}));
+}
+
+std::string perform(RMApduTalker& talker, const std::string& operation) {
+    const u32 disposition = operation.ends_with("reset")     ? SCARD_RESET_CARD
+                            : operation.ends_with("unpower") ? SCARD_UNPOWER_CARD
+                                                             : SCARD_LEAVE_CARD;
+    const auto detach = [&] {
+        talker.detach(disposition);
+        return 0U;
+    };
+    const std::map<std::string, std::function<u64()>> operations{
+        {"create", [&] { return talker.create(); }},
+        {"lock", [&] { return talker.lock(); }},
+        {"unlock", [&] { return talker.unlock(disposition); }},
+        {"reconnect", [&] { return talker.reconnect(disposition); }},
+        {"detach", detach},
+        {"card", [&] { return static_cast<u64>(talker.getCardHandle()); }}};
+    return operation == "transmit" ? exchange(talker)
+                                   : hex(operations.at(operation.substr(0, operation.find(',')))());
+}
+
+// A step is an operation of a talker, its result in hexadecimal, the reply if it is an exchange,
+// and the calls that it makes of the resource manager.
+struct Script {
+    const char* name;
+    std::map<std::string, std::deque<u32>> results;  // of the resource manager's calls
+    std::vector<std::string> steps;
+};
+
+void expectSteps(RMApduTalker& talker, RecordingResourceManager& manager, const Script& script) {
+    manager.results = script.results;
+    for (std::size_t at = 0; at < script.steps.size(); ++at) {
+        const std::string operation = script.steps[at].substr(0, script.steps[at].find(':'));
+        const std::string result = perform(talker, operation);
+        EXPECT_EQ(operation + ": " + result + manager.take(), script.steps[at])
+            << script.name << ", step " << at;
+    }
+}
+
 const Script scripts[] = {
     {"locks count",
      {},
-     {{"create", 0},
-      {"lock", 0, " | open 1 | begin 101"},
-      {"lock", 0},
-      {"transmit", 0, " | transmit 101 2 7 3 4", "90"},
-      {"unlock, reset", 0},
-      {"unlock, unpower", 0, " | end 101 2"},
-      {"unlock, reset", 0},
-      {"lock", 0, " | begin 101"},
-      {"card", 0x65},
-      {"reconnect, reset", 0, " | reconnect 101 2 3 1"},
-      {"unlock", 0, " | end 101 0"}}},
+     {"create: 0", "lock: 0 | open 1 | begin 101", "lock: 0",
+      "transmit: 0 90 | transmit 101 2 7 3 4", "unlock, reset: 0", "unlock, unpower: 0 | end 101 2",
+      "unlock, reset: 0", "lock: 0 | begin 101", "card: 65",
+      "reconnect, reset: 0 | reconnect 101 2 3 1", "unlock: 0 | end 101 0"}},
     {"connecting fails",
      {{"establish", {1, 2}}, {"connect", {3, 0, 4, 5}}, {"transmit", {0, 9}}},
-     {{"create", 0},
-      {"lock", 1, " | establish 2"},
-      {"unlock", 2, " | establish 2"},
-      {"transmit", 3, " | open 1 | release 1", "07070707"},
-      {"transmit", 0, " | open 2 | transmit 102 2 7 3 4", "90"},
-      {"transmit", 9, " | transmit 102 2 7 3 4"},
-      {"detach, reset", 0, " | disconnect 102 1 | release 2"},
-      {"detach, reset", 0, " | open 3 | release 3"},
-      {"card", 0, " | open 4 | release 4"},
-      {"unlock", 0, " | open 5"}}},
+     {"create: 0", "lock: 1 | establish 2", "unlock: 2 | establish 2",
+      "transmit: 3 07070707 | open 1 | release 1", "transmit: 0 90 | open 2 | transmit 102 2 7 3 4",
+      "transmit: 9 | transmit 102 2 7 3 4", "detach, reset: 0 | disconnect 102 1 | release 2",
+      "detach, reset: 0 | open 3 | release 3", "card: 0 | open 4 | release 4",
+      "unlock: 0 | open 5"}},
     {"locking fails",
      {{"begin", {1}}, {"end", {0x80100069}}},
-     {{"create", 0},
-      {"lock", 1, " | open 1 | begin 101"},
-      {"unlock", 0},
-      {"lock", 0, " | begin 101"},
-      {"unlock", 0x80100069, " | end 101 0"},
-      {"lock", 0},
-      {"unlock", 0},
-      {"unlock, reset", 0, " | end 101 1"},
-      {"lock", 0, " | begin 101"},
-      {"detach, unpower", 0, " | disconnect 101 2 | release 1"},
-      {"unlock", 0, " | open 2"}}},
+     {"create: 0", "lock: 1 | open 1 | begin 101", "unlock: 0", "lock: 0 | begin 101",
+      "unlock: 80100069 | end 101 0", "lock: 0", "unlock: 0", "unlock, reset: 0 | end 101 1",
+      "lock: 0 | begin 101", "detach, unpower: 0 | disconnect 101 2 | release 1",
+      "unlock: 0 | open 2"}},
 };
 
 TEST(Talker, MakesTheseCalls) {
@@ -97,15 +133,11 @@ TEST(Talker, MakesTheseCalls) {
 TEST(Talker, DoesNothingWithoutATable) {
     RecordingResourceManager manager;
     RMApduTalker talker(mutexName, 2);
-    const Script script{"without a table",
-                        {},
-                        {{"create", 6},
-                         {"lock", 0x80004005},
-                         {"unlock", 0x80004005},
-                         {"transmit", 0x80004005, "", "07070707"},
-                         {"reconnect", 0x80004005},
-                         {"detach", 0},
-                         {"card", 0}}};
+    const Script script{
+        "without a table",
+        {},
+        {"create: 6", "lock: 80004005", "unlock: 80004005", "transmit: 80004005 07070707",
+         "reconnect: 80004005", "detach: 0", "card: 0"}};
     expectSteps(talker, manager, script);
     expectSteps(talker, manager, script);
 }
@@ -182,8 +214,6 @@ TEST(Talker, ChangesTheTableUnderItsMutex) {
         }
         if (operation == "destroy") {
             talker.reset();
-        } else if (operation == "transmit") {
-            exchange(*talker);
         } else {
             perform(*talker, operation);
         }
@@ -199,7 +229,7 @@ TEST_F(OneTalker, KeepsTheRecordsOfThreadsApart) {
         for (int i = 0; i < 300; ++i) {
             const ReaderContext* const own = contextOf(talker);
             EXPECT_EQ(talker.lock(), 0U);
-            EXPECT_EQ(exchange(talker).rv, 0U);
+            EXPECT_EQ(exchange(talker), "0 90");
             EXPECT_EQ(talker.unlock(SCARD_LEAVE_CARD), 0U);
             EXPECT_EQ(own->threadId, GetCurrentThreadId());
             EXPECT_EQ(contextOf(talker), own);
@@ -246,6 +276,57 @@ TEST(TalkerDeathTest, EndsTheProcessOnABrokenLockRecord) {
     record.lockGrabbed();
     EXPECT_EXIT(record.lockGrabbed(), testing::ExitedWithCode(1),
                 "!\"Double lock grabbed.\" at file: apdulib/rm_apdutalker at line: 71\n$");
+}
+
+const Script recoveries[] = {
+    {"a reset in a transaction",
+     {{"transmit", {0x80100068, 0x80100068}}, {"begin", {0, 6}}},
+     {"create: 0", "lock: 0 | open 1 | begin 101", "lock: 0",
+      "transmit: 80100068 | transmit 101 2 7 3 4 | reconnect 101 2 3 0 | transmit 101 2 7 3 4",
+      "unlock: 0", "unlock: 0 | end 101 0"}},
+    {"lost in an exchange",
+     {{"transmit", {6, 0, 6}}, {"reconnect", {0, 1}}},
+     {"create: 0", "lock: 0 | open 1 | begin 101",
+      "transmit: 0 90 | transmit 101 2 7 3 4 | disconnect 101 0 | release 1 | open 2 | reconnect "
+      "102 2 3 0 | transmit 102 2 7 3 4",
+      "unlock: 0",
+      "transmit: 1 | transmit 102 2 7 3 4 | disconnect 102 0 | release 2 | open 3 | reconnect 103 "
+      "2 3 0"}},
+    {"never back",
+     {{"connect", {0x80100017, 0x80100017, 0x80100017}}},
+     {"create: 0",
+      "lock: 80100017 | open 1 | release 1 | open 2 | release 2 | open 3 | release 3"}},
+    {"lost at a lock",
+     {{"begin", {6, 0, 0x80100068}}, {"end", {6, 0x80100068}}},
+     {"create: 0",
+      "lock: 0 | open 1 | begin 101 | disconnect 101 0 | release 1 | open 2 | reconnect 102 2 3 0 "
+      "| begin 102",
+      "unlock: 0 | end 102 0 | disconnect 102 0 | release 2 | open 3 | reconnect 103 2 3 0",
+      "lock: 0 | begin 103 | reconnect 103 2 3 0 | begin 103",
+      "unlock: 0 | end 103 0 | reconnect 103 2 3 0 | end 103 0"}},
+};
+
+TEST(AutoReconnectTalker, MakesTheseCalls) {
+    for (const Script& script : recoveries) {
+        RecordingResourceManager manager;
+        AutoReconnectTalker talker(reader, 2);
+        expectSteps(talker, manager, script);
+    }
+}
+
+TEST(AutoReconnectTalker, RecoversOnFourValuesOnly) {
+    const std::set<u32> lost{6, 0x80100017, 0x80100069};  // such a card is connected to anew
+    for (const u32 value : {6U, 0x80100017U, 0x80100069U, 0x80100068U, 1U, 0x80004005U, 0x8007000EU,
+                            0x80100003U, 0x8010000CU}) {
+        const bool isLost = lost.contains(value);
+        const bool recovers = isLost || value == 0x80100068;
+        RecordingResourceManager manager;
+        AutoReconnectTalker talker(reader, 2);
+        talker.create();
+        manager.results["transmit"] = {value};
+        EXPECT_EQ(exchange(talker), recovers ? "0 90" : hex(value));
+        EXPECT_EQ(manager.take().find("disconnect") != std::string::npos, isLost) << value;
+    }
 }
 
 }  // namespace

@@ -4,13 +4,18 @@
 #include <gmock/gmock.h>
 #include <sys/random.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <set>
+#include <tuple>
 #include <utility>
 
 #include "platform/crypto_providers.h"
 #include "platform/win32.h"
+#include "support/assertion.h"
 #include "support/create_rng.h"
+#include "support/exception.h"
 #include "support/software_rng.h"
 #include "tests/toolbox/throws.h"
 
@@ -57,12 +62,7 @@ struct Machine : platform::CryptoProviders {
 };
 
 TEST(Rng, IsTheFirstProviderThatPasses) {
-    struct Case {
-        std::vector<Provider> providers;
-        u32 kind;
-        const char* lastCalls;
-    };
-    const Case cases[] = {
+    const std::tuple<std::vector<Provider>, u32, const char*> cases[] = {
         {{good, good}, 3, "draw 4 of 1;release 1;"},
         {{failing, absent, good, good}, 2, "draw 4 of 3;release 3;"},
         {{absent, failing, failing, good}, 0, "draw 4 of 4;release 4;"},
@@ -120,6 +120,23 @@ TEST(SoftwareRng, SharesItsSequenceOnAThread) {
         EXPECT_EQ(draws[0], draws[2]);
         EXPECT_EQ(std::set<u8>(draws[0].begin(), draws[0].end()).size(), 255U);
     }
+}
+
+TEST(Exception, PutsFacilityAndCodeTogether) {
+    EXPECT_EQ(VDW::Exception(0x12345, -1, "").code, 0xE345FFFFU);
+    const VDW::RngException exception(0x51234, "words");
+    EXPECT_EQ(exception.code, 0xE0011234U);
+    EXPECT_EQ(exception.plainCode, 0x51234);
+}
+
+TEST(Assertion, AsksTheGateBehindItsLineAndRunsExitHandlers) {
+    const ksigil::AssertionGate gate([] { return std::fputs("asked", stderr) < 0; });
+    const auto fail = [] {
+        std::atexit([] { std::fputs(", ended", stderr); });
+        assertionFailed("x", "f", 71);
+    };
+    EXPECT_EXIT(fail(), testing::ExitedWithCode(1),
+                "^Assertion failed: x at file: f at line: 71\nasked, ended$");
 }
 
 }  // namespace
