@@ -1,11 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <map>
-#include <memory>
-#include <sstream>
-#include <tuple>
-#include <utility>
-
 #include "apdulib/apdu_directory.h"
 #include "apdulib/apdu_file.h"
 #include "apdulib/apdu_info.h"
@@ -48,8 +42,7 @@ TEST(Frames, BytesAndRoom) {
         {make<ApduListDirectory>(0, 5), "00d20000000003050000", 14},
         {make<ApduDesx>(1, counted.data()), "00d80000000009010001020304050607", 10},
         {make<ApduGetInfo>(), "00da000000000100", 21},
-        {make<ApduGetWord>(), "00de000000000100", 4},
-    };
+        {make<ApduGetWord>(), "00de000000000100", 4}};
     for (const auto& [frame, bytes, room] : rows) {
         TokenTalker talker;
         EXPECT_EQ(frame->send(talker), 0) << bytes;
@@ -101,14 +94,12 @@ TEST(ErrorText, OfEachNumberOfTheToken) {
 }
 
 TEST(ErrorText, OfOtherNumbers) {
-    const std::pair<u32, const char*> cases[] = {
-        {0x64, "0x64"},
-        {0x8006640C, "Token unmounted. 0x8006640c"},
-        {0x1006640C, "0x1006640c"},
-        {0xE016640C, "0xe016640c"},
-        {0xE0066300, "No error code. 0xe0066300"},
-        {0x80070057, "Invalid Parameter.0x80070057"},
-    };
+    const std::pair<u32, const char*> cases[] = {{0x64, "0x64"},
+                                                 {0x8006640C, "Token unmounted. 0x8006640c"},
+                                                 {0x1006640C, "0x1006640c"},
+                                                 {0xE016640C, "0xe016640c"},
+                                                 {0xE0066300, "No error code. 0xe0066300"},
+                                                 {0x80070057, "Invalid Parameter.0x80070057"}};
     for (const auto& [rv, text] : cases) {
         EXPECT_EQ(errorText(rv), text);
     }

@@ -2,19 +2,13 @@
 // an image's path it does what it is told on its standard input, a word a line, and answers a line.
 
 #include <gtest/gtest.h>
-#include <signal.h>
 
-#include <filesystem>
 #include <functional>
 #include <iostream>
-#include <map>
-#include <memory>
-#include <sstream>
 #include <thread>
 
 #include "tests/toolbox/process.h"
 #include "tests/toolbox/scratch_image.h"
-#include "tests/toolbox/token_frames.h"
 #include "token/door/slot.h"
 
 namespace {
@@ -58,8 +52,7 @@ std::string obey(token::Slot& slot, std::unique_ptr<Connection>& connection,
         {"begin", [&] { return connection->begin(); }},
         {"end", [&] { return connection->end(token::Disposition::leave); }},
         {"endWithReset", [&] { return connection->end(token::Disposition::reset); }},
-        {"reconnect", [&] { return connection->reconnect(token::Disposition::leave); }},
-    };
+        {"reconnect", [&] { return connection->reconnect(token::Disposition::leave); }}};
     if (const auto act = acts.find(word); act != acts.end()) {
         const Outcome outcome = act->second();
         return outcome == Outcome::unusable ? why : nameOf(outcome);

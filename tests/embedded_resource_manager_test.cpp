@@ -2,10 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
-
 #include "tests/toolbox/scratch_image.h"
-#include "tests/toolbox/token_frames.h"
 
 namespace {
 
@@ -52,22 +49,17 @@ class EmbeddedTest : public testing::Test {
 };
 
 TEST_F(EmbeddedTest, RefusesTermsThatItCannotKeep) {
-    struct Case {
-        const char* reader;
-        std::uint32_t share, protocols, result;
-    };
-    const Case cases[] = {
+    const std::tuple<const char*, std::uint32_t, std::uint32_t, std::uint32_t> cases[] = {
         {"VDW ifdh 1", shared, anyProtocol, 0x80100009},
         {"", shared, anyProtocol, 0x80100009},
         {"VDW ifdh 0", 1, anyProtocol, 0x80100022},
-        {"VDW ifdh 0", shared, 1, 0x8010000F},
-    };
-    for (const Case& c : cases) {
+        {"VDW ifdh 0", shared, 1, 0x8010000F}};
+    for (const auto& [reader, share, protocols, result] : cases) {
         std::uint32_t card = 77;
         std::uint32_t protocol = 77;
         std::string why;
-        EXPECT_EQ(manager_.connect(context_, c.reader, c.share, c.protocols, card, protocol, why),
-                  c.result);
+        EXPECT_EQ(manager_.connect(context_, reader, share, protocols, card, protocol, why),
+                  result);
         EXPECT_FALSE(why.empty());
         EXPECT_EQ(card, 77U);
         EXPECT_EQ(protocol, 77U);

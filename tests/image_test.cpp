@@ -6,22 +6,66 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
 #include <atomic>
-#include <cstdlib>
-#include <filesystem>
 #include <optional>
-#include <random>
-#include <set>
 
-#include "tests/toolbox/failing_disk.h"
 #include "tests/toolbox/sql.h"
 #include "tests/toolbox/trial_token.h"
 #include "token/care/check.h"
 #include "token/care/owner.h"
-#include "token/image/make_image.h"
 
 namespace {
+
+// The databases' disk, of which one call fails: a write (whose first half is then written), a sync,
+// a truncation, a deletion, an opening. A full disk fails writes only, all from that one on.
+struct FailingDisk {
+    static inline int untilFailure = 0;  // calls, the failing one included; 0 or less: none
+    static inline bool isFull = false;
+    static inline bool hasFailed = false;
+    static inline sqlite3_vfs* const real = sqlite3_vfs_find(nullptr);
+
+    static bool fails(bool writes) {
+        const bool now = (writes || !isFull) && untilFailure > 0 && --untilFailure == 0;
+        hasFailed = hasFailed || now;
+        return now || (writes && isFull && hasFailed);
+    }
+
+    // For all databases that are opened from now on.
+    static void install() {
+        static sqlite3_vfs disk = *real;
+        disk.zName = "failing";
+        disk.xOpen = open;
+        disk.xDelete = [](sqlite3_vfs* self, const char* name, int syncs) {
+            return fails(false) ? SQLITE_IOERR_DELETE : real->xDelete(self, name, syncs);
+        };
+        sqlite3_vfs_register(&disk, 1);
+    }
+
+    // Files differ in their locking alone, so that the other methods of one do for all.
+    static int open(sqlite3_vfs* self, const char* name, sqlite3_file* file, int flags, int* out) {
+        static std::map<const sqlite3_io_methods*, sqlite3_io_methods> failing;
+        static const sqlite3_io_methods* methods = nullptr;
+        file->pMethods = nullptr;
+        const int rv = fails(false) ? SQLITE_CANTOPEN : real->xOpen(self, name, file, flags, out);
+        if (file->pMethods != nullptr) {
+            methods = file->pMethods;
+            sqlite3_io_methods& own = failing[methods] = *methods;
+            own.xWrite = [](sqlite3_file* to, const void* from, int size, sqlite3_int64 at) {
+                const bool failed = fails(true);
+                const int result = methods->xWrite(to, from, failed ? size / 2 : size, at);
+                return failed ? (isFull ? SQLITE_FULL : SQLITE_IOERR_WRITE) : result;
+            };
+            own.xSync = [](sqlite3_file* of, int how) {
+                return fails(false) ? SQLITE_IOERR_FSYNC : methods->xSync(of, how);
+            };
+            own.xTruncate = [](sqlite3_file* of, sqlite3_int64 size) {
+                return fails(false) ? SQLITE_IOERR_TRUNCATE : methods->xTruncate(of, size);
+            };
+            file->pMethods = &own;
+        }
+        return rv;
+    }
+};
 
 struct FaultTest : testing::Test {
     // Whether any file of the token holds the bytes.
@@ -109,8 +153,7 @@ const struct {
     {putTrialImage, firstLogin + "a4 0002003f0200", "d0 fe07040061626364", oldPage},
     {putTrialImage, firstLogin + "a4 0002003f0300", "d6 " + keyValue,
      "SELECT hex(key) FROM object WHERE id = 3"},
-    {putTrialImage, firstLogin + "a4 0002003f0200", "e2 01", oldPage},
-};
+    {putTrialImage, firstLogin + "a4 0002003f0200", "e2 01", oldPage}};
 
 TEST_F(FaultTest, AFailingDiskLeavesAChangeWholeOrUndone) {
     FailingDisk::install();
@@ -183,20 +226,16 @@ TEST_F(FaultTest, ASealHoldsInItsOwnPlaceOnly) {
     const std::string other = folder.file("other.db");
     token::makeImage(other);
     TrialToken(other).fill();
-    const struct {
-        std::size_t seen;
-        const char *reply, *statements;
-    } rows[] = {
+    const std::tuple<std::size_t, const char*, const char*> rows[] = {
         {1, "8165", "REPLACE INTO page SELECT 128, bytes FROM page WHERE number = 129"},
         {1, "8165", "UPDATE page SET number = number + 448; UPDATE object SET number = number + 7"},
         {1, "8165", "REPLACE INTO page SELECT 128, bytes FROM other.page WHERE number = 128"},
         {2, "8165", "UPDATE object SET key = o.key FROM other.object o WHERE o.id = object.id"},
-        {1, "8269", "REPLACE INTO password SELECT * FROM other.password"},
-    };
-    for (const auto& row : rows) {
+        {1, "8269", "REPLACE INTO password SELECT * FROM other.password"}};
+    for (const auto& [seen, reply, statements] : rows) {
         putTrialImage(path);
-        sql(path, "ATTACH '" + other + "' AS other; " + row.statements);
-        EXPECT_EQ(TrialToken(path).see()[row.seen], row.reply) << row.statements;
+        sql(path, "ATTACH '" + other + "' AS other; " + statements);
+        EXPECT_EQ(TrialToken(path).see()[seen], reply) << statements;
     }
 }
 

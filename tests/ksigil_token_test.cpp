@@ -1,17 +1,10 @@
 #include <gmock/gmock.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <filesystem>
-#include <memory>
 #include <thread>
-#include <utility>
 
-#include "tests/toolbox/command.h"
 #include "tests/toolbox/process.h"
 #include "tests/toolbox/scratch_image.h"
 #include "tests/toolbox/sql.h"
-#include "tests/toolbox/token_frames.h"
 #include "token/door/slot.h"
 #include "token/image/sql.h"
 
@@ -109,8 +102,7 @@ const Case damages[] = {
     {"object SET parent = 1 WHERE id = 4", "3f0000010004: it stands in what is no directory"},
     {"object SET parent = 3 WHERE id = 3", "0003: it is too deep, or its directories"},
     {"sqlite_schema SET rootpage = 3 WHERE name = 'page'", "database: "},
-    {"token SET present = 2; PRAGMA user_version = 9", "file: .*version 9"},
-};
+    {"token SET present = 2; PRAGMA user_version = 9", "file: .*version 9"}};
 
 TEST_F(ToolTest, FindsDamageAndRestoresOverIt) {
     fill();

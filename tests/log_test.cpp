@@ -2,14 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <set>
-#include <sstream>
 #include <thread>
-#include <type_traits>
 
 #include "Components/qv_aid/qv_filesystem.h"
 #include "Components/qv_aid/qv_protector.h"
@@ -54,10 +47,18 @@ std::string entered(const std::string& label) {
     return label + ": entered\n";
 }
 
+// Lines of one of a talker's functions.
+std::string tells(const std::string& label, std::initializer_list<std::string> lines) {
+    std::string all;
+    for (const std::string& line : lines) {
+        all += "RMApduTalker::" + label + ": " + line + "\n";
+    }
+    return all;
+}
+
 // An operation of a talker, with what is traced inside it.
 std::string talks(const std::string& label, const std::string& inside, const std::string& rv) {
-    return entered("RMApduTalker::" + label) + inside + "RMApduTalker::" + label +
-           ": exited: rv = " + rv + "\n";
+    return tells(label, {"entered"}) + inside + tells(label, {"exited: rv = " + rv});
 }
 
 // An operation of a service, likewise.
@@ -70,46 +71,38 @@ std::string files(const std::string& label, const std::string& rv, const std::st
 }
 
 std::string recordMade(int index) {
-    return "RMApduTalker::getContext: entered\nRMApduTalker::getContext: not found\n"
-           "RMApduTalker::getContext: created: index: " +
-           std::to_string(index) + "\n";
+    return tells("getContext",
+                 {"entered", "not found", "created: index: " + std::to_string(index)});
 }
 
-const std::string recordFound =
-    "RMApduTalker::getContext: entered\nRMApduTalker::getContext: found, index = 0\n";
-const std::string recordMissing =
-    "RMApduTalker::getContext: entered\nRMApduTalker::getContext: not found\n";
-const std::string grabbed =
-    "RMApduTalker::lock: ** RM lock\nRMApduTalker::lock: ** RM lock, grabbed\n";
-const std::string released =
-    "RMApduTalker::unlock: ** RM unlock\nRMApduTalker::unlock: ** RM unlock, released\n";
+const std::string recordFound = tells("getContext", {"entered", "found, index = 0"});
+const std::string recordMissing = tells("getContext", {"entered", "not found"});
+const std::string grabbed = tells("lock", {"** RM lock", "** RM lock, grabbed"});
+const std::string released = tells("unlock", {"** RM unlock", "** RM unlock, released"});
 const std::string firstLock = talks("lock()", recordMade(0) + grabbed, "0");
 const std::string lock = talks("lock()", recordFound + grabbed, "0");
 const std::string unlock = talks("unlock()", recordFound + released, "0");
 const std::string exchange = talks("transmit()", recordFound, "0");
 const std::string select = files("selectPath", "0", exchange);
 const std::string selectMissing = files("selectPath", "e0066407", exchange);
-const std::string made =
-    "RMApduTalker::RMApduTalker(): entered\nRMApduTalker::RMApduTalker(): exited: \n";
-const std::string create = talks("create()", "RMApduTalker::create: first creator\n", "0");
-const std::string ended =
-    "RMApduTalker::~RMApduTalker(): entered\nRMApduTalker::~RMApduTalker(): last in process\n"
-    "RMApduTalker::~RMApduTalker(): exited: \n";
+const std::string made = tells("RMApduTalker()", {"entered", "exited: "});
+const std::string create = talks("create()", tells("create", {"first creator"}), "0");
+const std::string ended = tells("~RMApduTalker()", {"entered", "last in process", "exited: "});
+const std::string sent = select + exchange;
+const std::string deletion = files("deletePath", "0", sent);
 
 // What is typed, and its trace between the lock and its release.
-const std::string twoChildren = files("directoryPath", "0", select + exchange + select + select);
-const struct {
-    std::string typed, trace;
-} session[] = {
+const std::string twoChildren = files("directoryPath", "0", sent + select + select);
+const std::pair<std::string, std::string> session[] = {
     {"login 1234", entered("QVPassword::login") + exchange},
     {"changepw Pass.word", entered("QVPassword::changePassword") + exchange},
-    {"md 3f001000 PUB", files("createDirectory", "0", files("create", "0", select + exchange))},
-    {"mk 3f0010000001 1F", files("createFile", "0", files("create", "0", select + exchange))},
-    {"wk 3f0010000001 0123456789abcdef", files("writeFile", "0", select + exchange)},
-    {"dx 3f0010000001 E 3f00beef", files("desx", "0", select + exchange + exchange)},
-    {"mf 3f002000 4 PRV", files("createFile", "0", files("create", "0", select + exchange))},
-    {"w 3f002000 0 3f00", files("writeFile", "0", select + exchange)},
-    {"r 3f002000 0 4", files("readFile", "0", select + exchange)},
+    {"md 3f001000 PUB", files("createDirectory", "0", files("create", "0", sent))},
+    {"mk 3f0010000001 1F", files("createFile", "0", files("create", "0", sent))},
+    {"wk 3f0010000001 0123456789abcdef", files("writeFile", "0", sent)},
+    {"dx 3f0010000001 E 3f00beef", files("desx", "0", sent + exchange)},
+    {"mf 3f002000 4 PRV", files("createFile", "0", files("create", "0", sent))},
+    {"w 3f002000 0 3f00", files("writeFile", "0", sent)},
+    {"r 3f002000 0 4", files("readFile", "0", sent)},
     {"ls 3f00", files("dir", "0", twoChildren)},
     {"lfs 3f00", files("listFiles", "0", twoChildren)},
     {"ld 3f00", files("listDirectories", "0", twoChildren)},
@@ -121,12 +114,9 @@ const struct {
                                              files("getFileInfo", "e0066407", selectMissing))) +
                                    files("isFileExists", "0", select) +
                                    files("isFileExists", "0", selectMissing)))},
-    {"rm 3f001000", files("del", "0",
-                          select + files("directoryPath", "0", select + exchange + select) +
-                              files("deletePath", "0", select + exchange) +
-                              files("deletePath", "0", select + exchange))},
-    {"logout", entered("QVPassword::logout") + exchange},
-};
+    {"rm 3f001000",
+     files("del", "0", select + files("directoryPath", "0", sent + select) + deletion + deletion)},
+    {"logout", entered("QVPassword::logout") + exchange}};
 
 TEST_F(Trace, TellsAWholeSession) {
     put("conf", "# on\nEnabled=1\n");
@@ -180,16 +170,13 @@ void makeOtherCalls() {
 
 TEST_F(Trace, TellsTheOtherCalls) {
     std::string told =
-        talks("lock()",
-              entered("RMApduTalker::getContext") + "RMApduTalker::getContext: no mapping\n",
-              "-2147467259") +
-        create + talks("create()", "", "0") +
-        talks("unlock()", recordMissing, "-2146435049") +  // no card
-        firstLock + talks("lock()", recordFound + "RMApduTalker::lock: ** lockCount = 1\n", "0") +
-        talks("unlock()", recordFound + "RMApduTalker::unlock: ** lockCount = 2\n", "0") +
-        talks("unlock()", recordFound + "RMApduTalker::unlock: ** RM unlock\n", "6") +
-        entered("RMApduTalker::detach()") + recordFound + "RMApduTalker::detach(): exited: \n" +
-        talks("unlock()", recordMade(0) + "RMApduTalker::unlock: card already unlocked\n", "0") +
+        talks("lock()", tells("getContext", {"entered", "no mapping"}), "-2147467259") + create +
+        talks("create()", "", "0") + talks("unlock()", recordMissing, "-2146435049") +  // no card
+        firstLock + talks("lock()", recordFound + tells("lock", {"** lockCount = 1"}), "0") +
+        talks("unlock()", recordFound + tells("unlock", {"** lockCount = 2"}), "0") +
+        talks("unlock()", recordFound + tells("unlock", {"** RM unlock"}), "6") +
+        tells("detach()", {"entered"}) + recordFound + tells("detach()", {"exited: "}) +
+        talks("unlock()", recordMade(0) + tells("unlock", {"card already unlocked"}), "0") +
         talks("reconnect()", recordFound, "0") +
         files("readFile (entire)", "80070057", files("selectPath", "80070057", "")) +
         serves(
@@ -200,7 +187,7 @@ TEST_F(Trace, TellsTheOtherCalls) {
     for (int i = 1; i < 64; ++i) {
         told += recordMade(i);
     }
-    told += recordMissing + "RMApduTalker::getContext: Reader Context full\n";
+    told += recordMissing + tells("getContext", {"Reader Context full"});
     put("conf", "Enabled=1");
     EXPECT_EQ(run("$self calls"), "0");
     EXPECT_EQ(trace(), staticLine + made + told + ended + staticLine);

@@ -1,16 +1,12 @@
-#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <signal.h>
 #include <sys/file.h>
 
 #include <atomic>
-#include <cstdlib>
 #include <optional>
 #include <thread>
 
 #include "Components/qv_aid/qv_password.h"
 #include "apdulib/auto_reconnect_talker.h"
-#include "tests/toolbox/command.h"
 #include "tests/toolbox/process.h"
 #include "tests/toolbox/scratch_image.h"
 #include "tests/toolbox/transcripts.h"

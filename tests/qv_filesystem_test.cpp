@@ -2,10 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <iterator>
-#include <span>
-#include <sstream>
 
 #include "Components/qv_aid/qv_password.h"
 #include "tests/toolbox/token_talker.h"
@@ -129,7 +126,6 @@ const Row rows[] = {
     {RUN_AFTER(o.exists = true, fs.isFileExists(t, file, o.exists)), sFile, "yes", refusal, sFile},
     {RUN_AFTER(o.exists = true, fs.isFileExists(t, file, o.exists)), sFile, "", 0, sFile,
      0x12346407},
-
     {RUN(fs.readFile(t, file, 0, 986, o.bytes)), sFile + ", read 0000da03", content(986)},
     {RUN(fs.readFile(t, file, o.bytes)), sFile + ", " + sFile + read987, content(987)},
     {RUN_AFTER(o.bytes.assign(2000, 7), fs.readFile(t, file, 0, 987, o.bytes)), sFile + read987,
@@ -146,7 +142,6 @@ const Row rows[] = {
     {RUN(fs.writeFile(t, key, Bytes(16, 7))), sKey + ", key " + hexOf(Bytes(16, 7))},
     {RUN(fs.writeFile(t, "bad", Bytes(15))), "", "", 0x57},
     {RUN(fs.writeFile(t, key, Bytes(17))), "", "", 0x57},
-
     {RUN(fs.createFile(t, "3f00d800bEEf", 65535, true)), "select 3f00d800, create 0101ffffefbe"},
     {RUN(fs.createFile(t, "3f00beef", 1, false)), "select 3f00, create 01000100efbe"},
     {RUN(fs.createFile(t, "3f00beef", false)), "select 3f00, create 03021800efbe"},
@@ -156,12 +151,10 @@ const Row rows[] = {
     {RUN(fs.createFile(t, "3f00beef", 65536, false)), "", "", invalid},
     {RUN(fs.createFile(t, "3f00", 1, false)), "", "", invalid},
     {RUN(fs.createFile(t, "3f00d700beef", 1, false)), "select 3f00d700", "", 0xE0066407},
-
     {RUN(fs.del(t, "3f00d700")), "select 3f00d700", "", 0xE0066407},
     {RUN(fs.del(t, "3f00")), removal, "", refusal, "delete 03"},
     {RUN(fs.del(t, "3f00")), removal},
     {RUN(fs.del(t, "3F00")), removal + ", select 3f00, delete 02"},
-
     {RUN(fs.desx(t, key, true, {}, o.bytes)), sKey + ", " + pad8, "f7f7f7f7f7f7f7f7"},
     {RUN_AFTER(o.bytes.resize(7), fs.desx(t, key, true, o.bytes, o.bytes)),
      encrypt + "0000000000000001", "fffffffffffffffe"},
@@ -235,8 +228,7 @@ const QVPassword pw;
 const Row passwordRows[] = {
     {RUN(pw.login(t, {0x31, 0x32})), "login 023132"},
     {RUN(pw.changePassword(t, Bytes(300))), "change 2c" + hexOf(Bytes(300))},
-    {RUN(pw.logout(t)), "logout 00", "", refusal, "logout 00"},
-};
+    {RUN(pw.logout(t)), "logout 00", "", refusal, "logout 00"}};
 
 TEST(Password, FramesAndOutcome) {
     expectFramesAndOutcome(passwordRows);

@@ -5,9 +5,7 @@
 #include <openssl/provider.h>
 
 #include <algorithm>
-#include <memory>
-#include <random>
-#include <tuple>
+#include <functional>
 
 #include "include/qv_appentry.h"
 #include "tests/toolbox/watched_token.h"
@@ -18,27 +16,18 @@ const QVFileSystem fs;
 const QVAppEntry entries;
 const std::string label = "6b536967696c206170706c69636174696f6e20656e7472792066696c652e";
 
-// Each gives the result and what else comes back.
-using Operation = std::string (*)(ApduTalker& talker, u32 id);
-
-std::string exists(ApduTalker& talker, u32 id) {
+// Gives the operation's result and what else comes back.
+std::string perform(const std::string& operation, ApduTalker& talker, u32 id) {
+    const Bytes data{'a', 'b', 'c', 'd'};
     bool isThere = false;
-    const u32 rv = entries.isAppEntryExist(talker, id, isThere);
-    return std::to_string(rv) + (isThere ? "yes" : "");
-}
-
-std::string get(ApduTalker& talker, u32 id) {
     Bytes out;
-    const u32 rv = entries.get_kSAppEntry(talker, id, out);
-    return std::to_string(rv) + hexOf(out);
-}
-
-std::string set(ApduTalker& talker, u32 id) {
-    return std::to_string(entries.set_kSAppEntry(talker, id, {'a', 'b', 'c', 'd'}));
-}
-
-std::string remove(ApduTalker& talker, u32 id) {
-    return std::to_string(entries.remove_kSAppEntry(talker, id));
+    const std::map<std::string, std::function<u32()>> operations{
+        {"exists", [&] { return entries.isAppEntryExist(talker, id, isThere); }},
+        {"get", [&] { return entries.get_kSAppEntry(talker, id, out); }},
+        {"set", [&] { return entries.set_kSAppEntry(talker, id, data); }},
+        {"remove", [&] { return entries.remove_kSAppEntry(talker, id); }}};
+    const u32 rv = operations.at(operation)();
+    return std::to_string(rv) + (isThere ? "yes" : "") + hexOf(out);
 }
 
 TEST(AppEntry, ReadsAndRewritesTheFile) {
@@ -49,25 +38,22 @@ TEST(AppEntry, ReadsAndRewritesTheFile) {
     const std::string junk = hexOf(Bytes(30, 0xEE));
     const std::string cut = odd + "2300112233445566";
     const std::string none = hexOf(Bytes(38, 0xEE));
-    const struct {
-        std::string before;
-        Operation operation;
-        u32 id;
-        std::string outcome, after;
-    } rows[] = {{"", exists, 1, "0", ""},
-                {"", remove, 1, "3758515207", ""},
-                {"", set, 0x12345678, "0", label + abcd},
-                {hexOf(Bytes(29, 0xEE)), exists, 0xEEEEEEEE, "0", hexOf(Bytes(29, 0xEE))},
-                {label, exists, 0x12345678, "0", label},
-                {none, exists, 0xEEEEEEEE, "0", none},
-                {none + "ee", exists, 0xEEEEEEEE, "0yes", none + "ee"},
-                {junk + cut, set, 0x12345678, "0", label + odd + abcd},
-                {junk + cut, get, 0x33221100, "87", junk + cut},
-                {junk + twin + twin, set, 0x12345678, "0", label + abcd + twin},
-                {junk + abcd + twin, get, 0x12345678, "061626364", junk + abcd + twin},
-                {junk + abcd + twin, remove, 0x12345678, "0", label + twin},
-                {junk + twin, remove, 0x5678, "87", junk + twin},
-                {junk + odd, remove, 0xDDCCBBAA, "0", label}};
+    // The file before, an operation and its id, what it gives, and the file behind it.
+    const std::tuple<std::string, const char*, u32, std::string, std::string> rows[] = {
+        {"", "exists", 1, "0", ""},
+        {"", "remove", 1, "3758515207", ""},
+        {"", "set", 0x12345678, "0", label + abcd},
+        {hexOf(Bytes(29, 0xEE)), "exists", 0xEEEEEEEE, "0", hexOf(Bytes(29, 0xEE))},
+        {label, "exists", 0x12345678, "0", label},
+        {none, "exists", 0xEEEEEEEE, "0", none},
+        {none + "ee", "exists", 0xEEEEEEEE, "0yes", none + "ee"},
+        {junk + cut, "set", 0x12345678, "0", label + odd + abcd},
+        {junk + cut, "get", 0x33221100, "87", junk + cut},
+        {junk + twin + twin, "set", 0x12345678, "0", label + abcd + twin},
+        {junk + abcd + twin, "get", 0x12345678, "061626364", junk + abcd + twin},
+        {junk + abcd + twin, "remove", 0x12345678, "0", label + twin},
+        {junk + twin, "remove", 0x5678, "87", junk + twin},
+        {junk + odd, "remove", 0xDDCCBBAA, "0", label}};
     for (const auto& [before, operation, id, outcome, after] : rows) {
         SCOPED_TRACE("from " + before + " to " + after);
         WatchedToken token;
@@ -77,7 +63,7 @@ TEST(AppEntry, ReadsAndRewritesTheFile) {
             fs.writeFile(token.talker, "3f00a1a1", 0, bytes);
         }
         token.take();
-        EXPECT_EQ(operation(token.talker, id), outcome);
+        EXPECT_EQ(perform(operation, token.talker, id), outcome);
         EXPECT_EQ(token.take().find("write") != std::string::npos, after != before);
         EXPECT_EQ(token.entryBytes(), after);
     }
@@ -86,10 +72,10 @@ TEST(AppEntry, ReadsAndRewritesTheFile) {
 TEST(AppEntry, HoldsUpTo7278RecordsOfFourBytes) {
     WatchedToken token;
     EXPECT_EQ(entries.writeAppEntryFile(token.talker, std::vector<AppEntryRecord>(7277)), 0);
-    EXPECT_EQ(set(token.talker, 1), "0");
+    EXPECT_EQ(perform("set", token.talker, 1), "0");
     EXPECT_EQ(token.entryBytes().size(), 2 * 65532U);
-    EXPECT_EQ(get(token.talker, 1), "061626364");
-    EXPECT_EQ(set(token.talker, 2), "2147942487");
+    EXPECT_EQ(perform("get", token.talker, 1), "061626364");
+    EXPECT_EQ(perform("set", token.talker, 2), "2147942487");
     EXPECT_EXIT(AppEntryRecord(1, Bytes(5)), testing::ExitedWithCode(1),
                 "failed: c.size\\(\\) == 4 at file: include/qv_appentry at line: 144\n");
 }
@@ -136,14 +122,12 @@ std::string reached(WatchedToken& token) {
 // Each frame of `create` in turn is refused. Only the search for an old file to delete may fail.
 TEST(Protector, GoesOnFromWhereAFaultLeftIt) {
     const u32 refused = 0xE0066800, badFile = 0xE0066405, absent = 0xE0130001;
-    const struct {
-        int frames;
-        const char* left;
-        u32 created, used;  // the results of create and of a use behind it
-    } rows[] = {{4, "nothing", refused, absent}, {1, "value", 0, 0},
-                {2, "nothing", refused, absent}, {2, "file without entry", refused, absent},
-                {3, "entry", refused, absent},   {3, "directory", refused, absent},
-                {2, "key", refused, badFile}};
+    // How many frames, what they leave, and the results of create and of a use behind it.
+    const std::tuple<int, const char*, u32, u32> rows[] = {
+        {4, "nothing", refused, absent}, {1, "value", 0, 0},
+        {2, "nothing", refused, absent}, {2, "file without entry", refused, absent},
+        {3, "entry", refused, absent},   {3, "directory", refused, absent},
+        {2, "key", refused, badFile}};
     int frame = 0;
     for (const auto& [frames, left, created, used] : rows) {
         for (int i = 0; i < frames; ++i) {

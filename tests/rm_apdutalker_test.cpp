@@ -5,9 +5,6 @@
 #include <algorithm>
 #include <chrono>
 #include <latch>
-#include <memory>
-#include <set>
-#include <sstream>
 #include <thread>
 
 #include "apdulib/auto_reconnect_talker.h"
@@ -118,8 +115,7 @@ const Script scripts[] = {
      {"create: 0", "lock: 1 | open 1 | begin 101", "unlock: 0", "lock: 0 | begin 101",
       "unlock: 80100069 | end 101 0", "lock: 0", "unlock: 0", "unlock, reset: 0 | end 101 1",
       "lock: 0 | begin 101", "detach, unpower: 0 | disconnect 101 2 | release 1",
-      "unlock: 0 | open 2"}},
-};
+      "unlock: 0 | open 2"}}};
 
 TEST(Talker, MakesTheseCalls) {
     for (const Script& script : scripts) {
@@ -185,9 +181,7 @@ TEST_F(OneTalker, ReservesARecordWhileItConnects) {
 // Another thread holds the mutex, which it finds by its name, from an operation's start or from a
 // call that the operation makes.
 TEST(Talker, ChangesTheTableUnderItsMutex) {
-    const struct {
-        std::string operation, call;
-    } cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         {"create", ""},        {"transmit", "connect"}, {"transmit", ""},
         {"detach", "release"}, {"destroy", ""},
     };
@@ -303,8 +297,7 @@ const Script recoveries[] = {
       "| begin 102",
       "unlock: 0 | end 102 0 | disconnect 102 0 | release 2 | open 3 | reconnect 103 2 3 0",
       "lock: 0 | begin 103 | reconnect 103 2 3 0 | begin 103",
-      "unlock: 0 | end 103 0 | reconnect 103 2 3 0 | end 103 0"}},
-};
+      "unlock: 0 | end 103 0 | reconnect 103 2 3 0 | end 103 0"}}};
 
 TEST(AutoReconnectTalker, MakesTheseCalls) {
     for (const Script& script : recoveries) {

@@ -1,10 +1,6 @@
 #include <gmock/gmock.h>
 
-#include <algorithm>
-#include <filesystem>
 #include <iostream>
-#include <sstream>
-#include <utility>
 
 #include "Components/qv_aid/qv_protector.h"
 #include "shell/hex_byte_writer.h"
@@ -110,26 +106,20 @@ ShellRun runShell(const std::string& input) {
 }
 
 TEST(CommandFrame, HoldsTheCardFromTheFirstArgumentOn) {
-    const std::string begin = " | begin 101";
-    const std::string end = " | end 101 0";
-    const std::string sent = " | transmit 101 2 0 ";
+    const std::string begin = " | begin 101", end = " | end 101 0", sent = " | transmit 101 2 0 ";
     const std::string exercise = begin + sent + "15 10" + sent + "13 10" + sent + "15 10" + end;
-    const struct {
-        const char *input, *failing, *output;
-        int status;
-        const char* unread;
-        std::string calls;
-    } rows[] = {
-        {"x login a md 3f00 no md 3f001000 PUB exit", "none",
-         ">Syntax error.\n>FAIL: 0x80100013\n>Syntax error\n"
-         ">Cannot call fs.createDirectory(): 0x80100013\n>",
-         0, "", begin + sent + "9 2" + end + begin + end + begin + sent + "11 10" + end},
-        {"t exit", "end", "\nCannot unlock0x80100016\n>", 0, "", exercise},
-        {"login a exit", "transmit", "\n>FAIL: 0x80100016\n>", 0, "", begin + sent + "9 2" + end},
-        {"pr X exit", "end", "-\n>Syntax error.\nCannot unlock0x80100016\n", 1, " exit",
-         begin + end},
-        {"t exit", "begin", "-\n>", 1, " exit", begin},
-        {"login 1234 exit", "begin", "-\n>", 1, " 1234 exit", begin}};
+    // The input, the call that fails, the output's end, the status, what stays unread, the calls.
+    const std::tuple<const char*, const char*, const char*, int, const char*, std::string> rows[] =
+        {{"x login a md 3f00 no md 3f001000 PUB exit", "none",
+          ">Syntax error.\n>FAIL: 0x80100013\n>Syntax error\n"
+          ">Cannot call fs.createDirectory(): 0x80100013\n>",
+          0, "", begin + sent + "9 2" + end + begin + end + begin + sent + "11 10" + end},
+         {"t exit", "end", "\nCannot unlock0x80100016\n>", 0, "", exercise},
+         {"login a exit", "transmit", "\n>FAIL: 0x80100016\n>", 0, "", begin + sent + "9 2" + end},
+         {"pr X exit", "end", "-\n>Syntax error.\nCannot unlock0x80100016\n", 1, " exit",
+          begin + end},
+         {"t exit", "begin", "-\n>", 1, " exit", begin},
+         {"login 1234 exit", "begin", "-\n>", 1, " 1234 exit", begin}};
     for (const auto& [input, failing, output, status, unread, calls] : rows) {
         RecordingResourceManager manager;
         manager.results[failing] = {0x80100016};

@@ -5,18 +5,97 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <filesystem>
+#include <cerrno>
 
-#include "tests/toolbox/front_system.h"
-#include "tests/toolbox/scratch_image.h"
 #include "tests/toolbox/trial_token.h"
 #include "token/base/fault.h"
+#include "token/base/system.h"
 #include "token/care/backup.h"
 #include "token/care/check.h"
 #include "token/care/create.h"
 #include "token/care/restore.h"
 
 namespace {
+
+// Stands in front of the operating system while it exists. The nth call that changes something
+// fails with EIO, or ends the process before it is made.
+class FrontSystem final : public token::System {
+  public:
+    using Path = const std::string&;
+    using File = const token::File&;
+    enum class Strike { fail, end };
+
+    FrontSystem(int callsBefore, Strike strike) : callsLeft_(callsBefore), strike_(strike) {
+        token::useSystem(this);
+    }
+    FrontSystem(const FrontSystem&) = delete;
+    FrontSystem& operator=(const FrontSystem&) = delete;
+    ~FrontSystem() { token::useSystem(nullptr); }
+
+    bool hasStruck() const { return callsLeft_ < 0; }
+
+    int makeFolder(Path path) override { return strikes() ? EIO : os_.makeFolder(path); }
+    int makeFileBeside(Path path, std::string& made) override {
+        return strikes() ? EIO : os_.makeFileBeside(path, made);
+    }
+    int syncFile(Path path) override { return strikes() ? EIO : os_.syncFile(path); }
+    int syncFolder(Path path) override { return strikes() ? EIO : os_.syncFolder(path); }
+    int addName(Path path, Path name) override { return strikes() ? EIO : os_.addName(path, name); }
+    int renameToNew(Path from, Path to) override {
+        return strikes() ? EIO : os_.renameToNew(from, to);
+    }
+    int renameOver(Path from, Path to) override {
+        return strikes() ? EIO : os_.renameOver(from, to);
+    }
+    int remove(Path path) override { return strikes() ? EIO : os_.remove(path); }
+    int openLockFile(Path path, token::File& file) override {
+        return strikes() ? EIO : os_.openLockFile(path, file);
+    }
+    int giveToOwnerOf(Path path, File file) override {
+        return strikes() ? EIO : os_.giveToOwnerOf(path, file);
+    }
+    int writeStart(File file, std::span<const std::byte> bytes) override {
+        return strikes() ? EIO : os_.writeStart(file, bytes);
+    }
+    int lock(File file, std::int64_t at) override { return strikes() ? EIO : os_.lock(file, at); }
+    int tryLock(File file, std::int64_t at) override {
+        return strikes() ? EIO : os_.tryLock(file, at);
+    }
+    int makeMemory(std::size_t bytes, std::int32_t& number, void*& address) override {
+        return strikes() ? EIO : os_.makeMemory(bytes, number, address);
+    }
+
+    int look(Path path, token::Links links, token::FileFacts& facts) override {
+        return os_.look(path, links, facts);
+    }
+    int checkReadable(Path path) override { return os_.checkReadable(path); }
+    int look(File file, token::FileFacts& facts) override { return os_.look(file, facts); }
+    std::size_t readStart(File file, std::span<std::byte> bytes) override {
+        return os_.readStart(file, bytes);
+    }
+    void unlock(File file, std::int64_t place) override { os_.unlock(file, place); }
+    bool isLocked(File file, std::int64_t from, std::int64_t length) override {
+        return os_.isLocked(file, from, length);
+    }
+    void* attachMemory(std::int32_t number, std::size_t bytes) override {
+        return os_.attachMemory(number, bytes);
+    }
+    void detachMemory(void* address) override { os_.detachMemory(address); }
+    std::int32_t processNumber() override { return os_.processNumber(); }
+
+  private:
+    bool strikes() {
+        const bool now = callsLeft_-- == 0;
+        if (now && strike_ == Strike::end) {
+            _exit(0);
+        }
+        return now;
+    }
+
+    System& os_ = token::operatingSystem();
+    int callsLeft_;
+    Strike strike_;
+};
 
 namespace fs = std::filesystem;
 using Strike = FrontSystem::Strike;
@@ -61,8 +140,7 @@ const Act acts[] = {
          putTrialImage(files.path);
          putFreshImage(files.other);
      },
-     [](const Files& files) { token::restore(files.path, files.other); }, trialRoot, freshRoot},
-};
+     [](const Files& files) { token::restore(files.path, files.other); }, trialRoot, freshRoot}};
 
 // False if the act ended before its nth call.
 bool performWithStrike(const Act& act, const Files& files, int nth, Strike strike) {

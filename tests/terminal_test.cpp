@@ -1,34 +1,23 @@
-#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <poll.h>
 #include <pty.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <termios.h>
 
 #include <chrono>
 #include <csignal>
-#include <cstring>
-#include <functional>
 #include <iostream>
-#include <vector>
 
 #include "platform/embedded_resource_manager.h"
 #include "shell/qv_shell.h"
 #include "shell/terminal/line.h"
 #include "shell/terminal/terminal.h"
-#include "tests/toolbox/bytes.h"
-#include "tests/toolbox/command.h"
-#include "tests/toolbox/files.h"
-#include "tests/toolbox/scratch_folder.h"
+#include "tests/toolbox/process.h"
 #include "tests/toolbox/scratch_image.h"
 #include "tests/toolbox/transcripts.h"
 
 namespace {
 
-using testing::EndsWith;
-using testing::HasSubstr;
-using testing::Not;
+using testing::EndsWith, testing::HasSubstr, testing::Not;
 
 // As much of a terminal's screen as a shell makes use of.
 class Screen {
@@ -88,30 +77,21 @@ class Screen {
         }
         const std::size_t number = static_cast<std::size_t>(std::atoi(sequence_.c_str() + 2));
         const std::size_t count = std::max<std::size_t>(number, 1);
-        switch (byte) {
-            case 'A':
-                row_ -= std::min(count, row_);
-                break;
-            case 'B':
-                row_ += count;
-                break;
-            case 'C':
-                column_ += count;
-                break;
-            case 'D':
-                column_ -= std::min(count, column_);
-                break;
-            case 'G':
-                column_ = count - 1;
-                break;
-            case 'J':
-                rows_.resize(row_ + 1);
-                [[fallthrough]];
-            case 'K':
-                rows_[row_].resize(std::min(rows_[row_].size(), column_));
-                break;
-            default:
-                break;
+        const auto cutRow = [&] { rows_[row_].resize(std::min(rows_[row_].size(), column_)); };
+        const auto cutScreen = [&] {
+            rows_.resize(row_ + 1);
+            cutRow();
+        };
+        const std::map<char, std::function<void()>> acts{
+            {'A', [&] { row_ -= std::min(count, row_); }},
+            {'B', [&] { row_ += count; }},
+            {'C', [&] { column_ += count; }},
+            {'D', [&] { column_ -= std::min(count, column_); }},
+            {'G', [&] { column_ = count - 1; }},
+            {'J', cutScreen},
+            {'K', cutRow}};
+        if (const auto act = acts.find(byte); act != acts.end()) {
+            act->second();
         }
         sequence_.clear();
     }
@@ -122,6 +102,10 @@ class Screen {
     std::size_t column_ = 0;
     std::string sequence_;
 };
+
+void send(int file, const std::string& bytes) {
+    EXPECT_EQ(write(file, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+}
 
 // The embedded token, which writes down what it is asked for: "b", the frames' instructions, "e".
 class WritingManager : public platform::EmbeddedResourceManager {
@@ -134,23 +118,19 @@ class WritingManager : public platform::EmbeddedResourceManager {
 
     u32 begin(u32 card, std::string& why) override {
         const u32 rv = EmbeddedResourceManager::begin(card, why);
-        note("b");
+        send(file_, "b");
         return rv;
     }
     u32 end(u32 card, u32 how) override {
-        note(" e ");
+        send(file_, " e ");
         return EmbeddedResourceManager::end(card, how);
     }
-    u32 transmit(u32 card, u32 header, const u8* send, u32 length, u8* reply, u32& room) override {
-        note(" " + hexOf({send + 1, 1}));
-        return EmbeddedResourceManager::transmit(card, header, send, length, reply, room);
+    u32 transmit(u32 card, u32 header, const u8* frame, u32 length, u8* reply, u32& room) override {
+        send(file_, " " + hexOf({frame + 1, 1}));
+        return EmbeddedResourceManager::transmit(card, header, frame, length, reply, room);
     }
 
   private:
-    void note(const std::string& what) const {
-        EXPECT_EQ(write(file_, what.data(), what.size()), static_cast<ssize_t>(what.size()));
-    }
-
     int file_;
 };
 
@@ -160,11 +140,10 @@ class Sitting {
     using Setup = std::function<void()>;
 
     explicit Sitting(
-        const std::string& folder, const Setup& setup = [] {}, unsigned short columns = 80)
-        : screen(columns) {
+        const std::string& folder, const Setup& setup = [] {}) {
         int reports[2];
         EXPECT_EQ(pipe(reports), 0);
-        const winsize size{24, columns, 0, 0};
+        const winsize size{24, 80, 0, 0};
         leader_ = forkpty(&terminal_, nullptr, nullptr, &size);
         if (leader_ == 0) {
             lead(folder, setup, reports[1]);
@@ -198,8 +177,7 @@ class Sitting {
         while (!screen.text().ends_with(ending) && std::chrono::steady_clock::now() < deadline &&
                turn(POLLIN)) {
         }
-        const std::string text = screen.text();
-        EXPECT_EQ(text.substr(text.size() - std::min(text.size(), ending.size())), ending);
+        EXPECT_THAT(screen.text(), EndsWith(ending));
     }
     void expect(const std::string& keys, const std::string& ending) {
         type(keys);
@@ -217,13 +195,9 @@ class Sitting {
         return told;
     }
 
-    termios modes() const {
+    bool isAsBefore() const {
         termios now{};
         tcgetattr(terminal_, &now);
-        return now;
-    }
-    bool isAsBefore() const {
-        const termios now = modes();
         return now.c_iflag == before.c_iflag && now.c_oflag == before.c_oflag &&
                now.c_cflag == before.c_cflag && now.c_lflag == before.c_lflag &&
                std::memcmp(now.c_cc, before.c_cc, sizeof now.c_cc) == 0;
@@ -234,7 +208,7 @@ class Sitting {
         ioctl(terminal_, TIOCSWINSZ, &size);
     }
 
-    Screen screen;
+    Screen screen{80};
     pid_t shell = 0;
     termios before{};
 
@@ -319,8 +293,8 @@ struct TerminalTest : testing::Test, ScratchFolder {
     token::Slot slot{{file("token.db"), false}};
 };
 
-constexpr const char* up = "\033[A";
-constexpr const char* unknown = "There is no such word; \"help\" lists them.\n";
+const std::string up = "\033[A";
+const std::string unknown = "There is no such word; \"help\" lists them.\n";
 
 TEST_F(TerminalTest, GivesTheShellWholeCommands) {
     Sitting sitting(path());
@@ -347,11 +321,10 @@ TEST_F(TerminalTest, GivesTheShellWholeCommands) {
         {"w 3f0010000a0b 0\n", "DATA? ", ""},
         {"abc\n", "DATA? abc\nOK.\n>", "b a4 d0 e "},
         {"r 3f0010000a0b 0 3 r 3f0010000a0b 1 2x\n",
-         "1 2x\nOK.\n61 62 63 \n>OK.\n62 63 \n>Syntax error.\n" + std::string(unknown) + ">",
+         "1 2x\nOK.\n61 62 63 \n>OK.\n62 63 \n>Syntax error.\n" + unknown + ">",
          "b a4 b0 e b a4 b0 e "},
         {"r 3f0010000a0b z 3\n",
-         "z 3\nOK.\n\n>Syntax error.\n" + std::string(unknown) + ">Syntax error.\n" + unknown + ">",
-         "b a4 e "},
+         "z 3\nOK.\n\n>Syntax error.\n" + unknown + ">Syntax error.\n" + unknown + ">", "b a4 e "},
         {"r 3f0010000a0b login\n", "login\nPassword: ", ""},
         {"1234\n", "Password: \nOK.\n\n>OK.\n>", "b a4 e b 20 e "},
         {"login\nwrong\n",
@@ -370,8 +343,7 @@ TEST_F(TerminalTest, GivesTheShellWholeCommands) {
          ""},
         {"changepw\nnew\nnew\n", "New password: \nAgain: \nOK.\n>", "b d4 e "},
         {"logn secret\n",
-         "Syntax error.\nDid you mean \"login\"?\n>Syntax error.\n" + std::string(unknown) + ">",
-         ""},
+         "Syntax error.\nDid you mean \"login\"?\n>Syntax error.\n" + unknown + ">", ""},
         {"rm 3f0010000a0c\n", ">rm 3f0010000a0c\nOK.\n>", "b a4 d2 e b a4 a4 e2 e "},
         {"rm 3f001000\n", "3f001000 with 1 object under it. Remove? (y/n) ", "b a4 d2 a4 e "},
         {"\n", "(y/n) \nNothing was removed.\n>", ""},
@@ -380,10 +352,9 @@ TEST_F(TerminalTest, GivesTheShellWholeCommands) {
         {"y\n", "(y/n) y\nOK.\n>", "b a4 a4 d2 a4 a4 a4 d2 a4 a4 e2 a4 e2 e "},
         {"h\n", "help, ?                     this list\nexit, quit                  end\n>", ""},
         {"h ls ? ls\n", "\nexit, quit                  end\n>", ""},
-        {"caf\303\251\n", ">caf\303\251\nSyntax error.\n" + std::string(unknown) + ">", ""},
+        {"caf\303\251\n", ">caf\303\251\nSyntax error.\n" + unknown + ">", ""},
         {"\022rm\012", "all that the token holds. Remove? (y/n) ", "b a4 d2 e "},
-        {"\004", "Nothing was removed.\n>", ""},
-    };
+        {"\004", "Nothing was removed.\n>", ""}};
     for (const auto& [keys, ending, frames] : rows) {
         sitting.expect(keys, ending);
         EXPECT_EQ(takeFrames(), frames) << keys;
@@ -425,16 +396,17 @@ TEST_F(TerminalTest, TakesPastesWholeOrNotAtAll) {
     const std::string refusal =
         "Not taken: the line holds a control character, or bytes that are no UTF-8.\n>";
     takeFrames();
-    for (const std::string bytes :
-         {"\377", "\303(", "\355\240\200", "\302\205", "\007", "\021", "\033[31m", "\364\217\277\275"}) {
+    const auto expectRefused = [&](const std::string& keys) {
         sitting.expect("logout\n", ">logout\nOK.\n>");
-        sitting.expect("login 1" + bytes + "234\n", refusal);
-        sitting.expect("logout\n", ">logout\nOK.\n>");
-        sitting.expect(pasted("login 1" + bytes + "234\r"), refusal);
+        sitting.expect(keys, refusal);
+    };
+    for (const std::string bytes : {"\377", "\303(", "\355\240\200", "\302\205", "\007", "\021",
+                                    "\033[31m", "\364\217\277\275"}) {
+        expectRefused("login 1" + bytes + "234\n");
+        expectRefused(pasted("login 1" + bytes + "234\r"));
     }
     for (const std::string byte : {"\001", "\025", "\177", "\022"}) {
-        sitting.expect("logout\n", ">logout\nOK.\n>");
-        sitting.expect(pasted("login 1" + byte + "234\r"), refusal);
+        expectRefused(pasted("login 1" + byte + "234\r"));
     }
     EXPECT_THAT(takeFrames(), Not(HasSubstr("20")));
 }
@@ -480,7 +452,7 @@ TEST_F(TerminalTest, SharesItsHistory) {
         one.expect("h md\n", "public or private\n>");
         other.expect("h mf\nlogin secret\n", "unblock\" lifts the block.\n>");
         one.expect("h mk\nw 3f001000 0 secret\nw 3f001000\n\n", "DATA\n>");
-        one.expect(std::string(up) + up + up + up, ">h md");
+        one.expect(up + up + up + up, ">h md");
         one.expect("\025\022mk\n", "1 or 2 factor\n>");
         EXPECT_EQ(history(), "h md\nh mf\nlogin\nh mk\nw 3f001000 0\nw 3f001000\nh mk\n");
     }
@@ -517,7 +489,7 @@ TEST_F(TerminalTest, LosesNothingElseWithItsHistory) {
             Sitting sitting(path(), setup);
             sitting.expect("h md\n", "public or private\n>");
             sitting.expect("h mf\n", "public or private\n>");
-            sitting.expect(std::string(up) + up, ">h md");
+            sitting.expect(up + up, ">h md");
         }
         EXPECT_EQ(history(), kept);
         std::filesystem::remove_all(file("ksigil"));
@@ -581,21 +553,21 @@ TEST_F(TerminalTest, GivesTheTerminalBackOnEveryWayOut) {
     }
     // One that held the token leaves it to the others.
     Sitting sitting(path());
+    const auto stop = [&] {
+        sitting.type("\032");
+        EXPECT_TRUE(WIFSTOPPED(sitting.status()));
+        EXPECT_TRUE(sitting.isAsBefore());
+        kill(sitting.shell, SIGCONT);
+    };
     sitting.expect("login\n", "Password: ");
     sitting.expect("\003", "Given up. Usage: login [PASSWORD]\n>");
     sitting.expect("ls 3f00", ">ls 3f00");
-    sitting.type("\032");
-    EXPECT_TRUE(WIFSTOPPED(sitting.status()));
-    EXPECT_TRUE(sitting.isAsBefore());
-    kill(sitting.shell, SIGCONT);
+    stop();
     sitting.expect(">ls 3f00");
     sitting.expect("\n", ">ls 3f00\n>");
     other->begin();
     sitting.expect("ls 3f00\n", waiting);
-    sitting.type("\032");
-    EXPECT_TRUE(WIFSTOPPED(sitting.status()));
-    EXPECT_TRUE(sitting.isAsBefore());
-    kill(sitting.shell, SIGCONT);
+    stop();
     other->end(token::Disposition::leave);
     sitting.expect("The token is free now.\n>");
     sitting.expect("ls 3f\f", ">ls 3f");
@@ -621,8 +593,7 @@ TEST_F(TerminalTest, IsNotThereOnADumbOne) {
             setenv("TMPDIR", path().c_str(), 1);
             execl(QVSH, QVSH, "any", nullptr);
         }
-        const std::string keys = input + "\4\4\4\4";
-        EXPECT_EQ(write(terminal, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
+        send(terminal, input + "\4\4\4\4");
         std::string written;
         char byte = 0;
         while (read(terminal, &byte, 1) == 1) {

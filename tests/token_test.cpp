@@ -1,27 +1,26 @@
-#include <gtest/gtest.h>
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/stat.h>
 
-#include <memory>
-#include <sstream>
-#include <utility>
+#include <array>
 
 #include "tests/toolbox/scratch_image.h"
 #include "tests/toolbox/sql.h"
-#include "tests/toolbox/token_frames.h"
 #include "token/door/slot.h"
 #include "token/image/image.h"
+#include "token/image/image_header.h"
 #include "token/rules/token.h"
 
 namespace {
 
+namespace fs = std::filesystem;
+using testing::HasSubstr;
 using token::Outcome;
 
 constexpr const char* loginFrame = "0431323334";  // "1234"
 
-// Exchanges in threes of words: the instruction, the data field, the whole reply.
-struct Step {
-    const char* what;
-    const char* exchanges;
-};
+// Of what, and exchanges in threes of words: the instruction, the data field, the whole reply.
+using Step = std::pair<const char*, const char*>;
 
 class TokenTest : public testing::Test {
   protected:
@@ -36,10 +35,10 @@ class TokenTest : public testing::Test {
     }
 
     void run(const std::vector<Step>& steps) {
-        for (const Step& step : steps) {
-            std::istringstream words(step.exchanges);
+        for (const auto& [what, exchanges] : steps) {
+            std::istringstream words(exchanges);
             for (std::string ins, data, reply; words >> ins >> data >> reply;) {
-                EXPECT_EQ(send(ins, data), reply) << step.what << ": " << ins << " " << data;
+                EXPECT_EQ(send(ins, data), reply) << what << ": " << ins << " " << data;
             }
         }
     }
@@ -82,58 +81,54 @@ TEST_F(TokenTest, ChecksTheFrameInOrder) {
 }
 
 TEST_F(TokenTest, KeepsItsTreeByTheRules) {
-    run({
-        {"nothing is selected; nor can be deleted", "d2 000000 0464  e2 02 0464"},
-        {"no ids; another root", "a4 0000 0764  a4 00010100 0764"},
-        {"still nothing; no key", "b0 00000000 0464  d8 010000000000000000 1564"},
-        {"the root; it stays", "a4 0001003f 003f0200000000000090  e2 02 0564"},
-        {"it is no file", "b0 00000000 0564"},
-        {"nor a key", "d6 00000000000000000000000000000000 0564"},
-        {"nor a cipher; reserved", "d8 010000000000000000 1564  e0 01000000003f 0864"},
-        {"reserved", "e0 01000000ff3f 0864  e0 01000000ffff 0864"},
-        {"a directory has no size", "e0 020001000100 0b64"},
-        {"a key has one size; more than there is", "e0 030217000100 0b64  e0 0100ffff0100 0090"},
-        {"the same id; a directory", "e0 020000000100 0864  e0 020000000200 0090"},
-        {"the selection stayed", "d2 000000 0200010002000090"},
-        {"two at most; the file", "d2 010000 010001000090  a4 0002003f0100 01000100ffff00000090"},
-        {"a missing child; leaves the selection", "a4 0002003f0300 0764  b0 feff0100 000090"},
-        {"one byte beyond; nothing at the end", "b0 feff0200 0b64  b0 ffff0000 0090"},
-        {"beyond writes nothing; across pages", "d0 feff02006162 0b64  d0 fe03040061626364 0090"},
-        {"reads back; no directory", "b0 fd030600 0061626364000090  d2 000000 0564"},
-        {"nothing in a file", "e0 010000000100 0564"},
-        {"a child of a file; another type", "a4 0003003f01000100 0764  e2 02 0364"},
-        {"into the directory", "a4 0002003f0200 02000200000000000090"},
-        {"a file in it; not empty", "e0 010001000100 0090  e2 02 0664"},
-        {"its file; goes", "a4 0003003f02000100 01000100010000000090  e2 01 0090"},
-        {"and is not selected; nor found", "e2 01 0464  a4 0003003f02000100 0764"},
-        {"the empty directory; goes", "a4 0002003f0200 02000200000000000090  e2 02 0090"},
-    });
+    run({{"nothing is selected; nor can be deleted", "d2 000000 0464  e2 02 0464"},
+         {"no ids; another root", "a4 0000 0764  a4 00010100 0764"},
+         {"still nothing; no key", "b0 00000000 0464  d8 010000000000000000 1564"},
+         {"the root; it stays", "a4 0001003f 003f0200000000000090  e2 02 0564"},
+         {"it is no file", "b0 00000000 0564"},
+         {"nor a key", "d6 00000000000000000000000000000000 0564"},
+         {"nor a cipher; reserved", "d8 010000000000000000 1564  e0 01000000003f 0864"},
+         {"reserved", "e0 01000000ff3f 0864  e0 01000000ffff 0864"},
+         {"a directory has no size", "e0 020001000100 0b64"},
+         {"a key has one size; more than there is", "e0 030217000100 0b64  e0 0100ffff0100 0090"},
+         {"the same id; a directory", "e0 020000000100 0864  e0 020000000200 0090"},
+         {"the selection stayed", "d2 000000 0200010002000090"},
+         {"two at most; the file", "d2 010000 010001000090  a4 0002003f0100 01000100ffff00000090"},
+         {"a missing child; leaves the selection", "a4 0002003f0300 0764  b0 feff0100 000090"},
+         {"one byte beyond; nothing at the end", "b0 feff0200 0b64  b0 ffff0000 0090"},
+         {"beyond writes nothing; across pages", "d0 feff02006162 0b64  d0 fe03040061626364 0090"},
+         {"reads back; no directory", "b0 fd030600 0061626364000090  d2 000000 0564"},
+         {"nothing in a file", "e0 010000000100 0564"},
+         {"a child of a file; another type", "a4 0003003f01000100 0764  e2 02 0364"},
+         {"into the directory", "a4 0002003f0200 02000200000000000090"},
+         {"a file in it; not empty", "e0 010001000100 0090  e2 02 0664"},
+         {"its file; goes", "a4 0003003f02000100 01000100010000000090  e2 01 0090"},
+         {"and is not selected; nor found", "e2 01 0464  a4 0003003f02000100 0764"},
+         {"the empty directory; goes", "a4 0002003f0200 02000200000000000090  e2 02 0090"}});
 }
 
 TEST_F(TokenTest, GuardsWhatIsPrivate) {
-    run({
-        {"the root; private file", "a4 0001003f 003f0200000000000090  e0 010101000100 8269"},
-        {"two factor key; the id is judged later", "e0 030318000200 8269  e0 01010100003f 8269"},
-        {"no change; wrong; right", "d4 0161 8269  20 0431323335 8269  20 0431323334 0090"},
-        {"private file; two factor key", "e0 010101000100 0090  e0 030318000200 0090"},
-        {"private directory; one factor key", "e0 020100000300 0090  e0 030218000400 0090"},
-        {"out; out again; listed", "dc 00 0090  dc 00 0090  d2 000000 040001000200030004000090"},
-        {"selected; not read", "a4 0002003f0100 01000101010000000090  b0 00000100 8269"},
-        {"not written; not deleted", "d0 0000010061 8269  e2 01 8269"},
-        {"login before type; directory", "e2 02 8269  a4 0002003f0300 03000201000000000090"},
-        {"no public file in it; listed all the same", "e0 010001000100 8269  d2 000000 00000090"},
-        {"two factor", "a4 0002003f0200 02000303180000000090"},
-        {"not written", "d6 000102030405060708090a0b0c0d0e0f 8269"},
-        {"never written comes first", "d8 010000000000000000 0564"},
-        {"one factor", "a4 0002003f0400 04000302180000000090"},
-        {"never written", "d8 010000000000000000 0564"},
-        {"open to all; used", "d6 000102030405060708090a0b0c0d0e0f 0090  e2 01 0364"},
-        {"login; empty; changed", "20 0431323334 0090  d4 00 1664  d4 03616263 0090"},
-        {"the old one ends the login; indeed", "20 0431323334 8269  d4 0161 8269"},
-        {"the new one; two factor", "20 03616263 0090  a4 0002003f0200 02000303180000000090"},
-        {"written; out", "d6 000102030405060708090a0b0c0d0e0f 0090  dc 00 0090"},
-        {"not used", "d8 010000000000000000 8269"},
-    });
+    run({{"the root; private file", "a4 0001003f 003f0200000000000090  e0 010101000100 8269"},
+         {"two factor key; the id is judged later", "e0 030318000200 8269  e0 01010100003f 8269"},
+         {"no change; wrong; right", "d4 0161 8269  20 0431323335 8269  20 0431323334 0090"},
+         {"private file; two factor key", "e0 010101000100 0090  e0 030318000200 0090"},
+         {"private directory; one factor key", "e0 020100000300 0090  e0 030218000400 0090"},
+         {"out; out again; listed", "dc 00 0090  dc 00 0090  d2 000000 040001000200030004000090"},
+         {"selected; not read", "a4 0002003f0100 01000101010000000090  b0 00000100 8269"},
+         {"not written; not deleted", "d0 0000010061 8269  e2 01 8269"},
+         {"login before type; directory", "e2 02 8269  a4 0002003f0300 03000201000000000090"},
+         {"no public file in it; listed all the same", "e0 010001000100 8269  d2 000000 00000090"},
+         {"two factor", "a4 0002003f0200 02000303180000000090"},
+         {"not written", "d6 000102030405060708090a0b0c0d0e0f 8269"},
+         {"never written comes first", "d8 010000000000000000 0564"},
+         {"one factor", "a4 0002003f0400 04000302180000000090"},
+         {"never written", "d8 010000000000000000 0564"},
+         {"open to all; used", "d6 000102030405060708090a0b0c0d0e0f 0090  e2 01 0364"},
+         {"login; empty; changed", "20 0431323334 0090  d4 00 1664  d4 03616263 0090"},
+         {"the old one ends the login; indeed", "20 0431323334 8269  d4 0161 8269"},
+         {"the new one; two factor", "20 03616263 0090  a4 0002003f0200 02000303180000000090"},
+         {"written; out", "d6 000102030405060708090a0b0c0d0e0f 0090  dc 00 0090"},
+         {"not used", "d8 010000000000000000 8269"}});
 }
 
 std::string wireId(unsigned id) {
@@ -199,25 +194,161 @@ TEST_F(TokenTest, LetsNoOvertakenChangeHappen) {
 }
 
 TEST_F(TokenTest, AnswersForADamagedImage) {
-    run({
-        {"root; file", "a4 0001003f 003f0200000000000090  e0 0100ff080100 0090"},
-        {"key; select", "e0 030218000200 0090  a4 0002003f0100 01000100ff0800000090"},
-    });
+    run({{"root; file", "a4 0001003f 003f0200000000000090  e0 0100ff080100 0090"},
+         {"key; select", "e0 030218000200 0090  a4 0002003f0100 01000100ff0800000090"}});
     sql(path_,
         "DELETE FROM page WHERE number = 65; UPDATE page SET bytes = x'00' WHERE number = 66;"
         "UPDATE object SET key = x'0102' WHERE number = 2; UPDATE password SET cost_n = 3");
     EXPECT_EQ(send("b0", "00000004"), std::string(2048, '0') + "0090");
-    run({
-        {"a page is gone; a page is short", "b0 00000104 8165  b0 00080100 8165"},
-        {"nothing is written; not its first half", "d0 ff0302006162 8165  b0 ff030100 000090"},
-        {"login; key", "20 0431323334 8165  a4 0002003f0200 02000302180000000090"},
-        {"cut", "d8 010000000000000000 8165"},
-    });
+    run({{"a page is gone; a page is short", "b0 00000104 8165  b0 00080100 8165"},
+         {"nothing is written; not its first half", "d0 ff0302006162 8165  b0 ff030100 000090"},
+         {"login; key", "20 0431323334 8165  a4 0002003f0200 02000302180000000090"},
+         {"cut", "d8 010000000000000000 8165"}});
     sql(path_, "UPDATE object SET type = 9 WHERE number = 1");
     EXPECT_EQ(send("a4", "0002003f0100"), "8165");
     EXPECT_EQ(send("d8", "010000000000000000"), "8165");  // the key is still selected
     sql(path_, "DROP TABLE object");
     EXPECT_EQ(send("a4", "0002003f0200"), "8165");
+}
+
+std::string connectTo(const token::ImagePlace& place) {
+    token::Slot slot(place);
+    std::unique_ptr<token::Connection> connection;
+    std::string why;
+    return slot.connect(connection, why) == Outcome::good ? "good" : why;
+}
+
+void putText(const std::string& path) {
+    put(path, std::string(5000, 'x'));
+}
+
+template <int version>
+void putVersion(const std::string& path) {
+    putFreshImage(path);
+    sql(path, "PRAGMA user_version = " + std::to_string(version));
+}
+
+// Why it is refused, and how it is made.
+const std::pair<const char*, void (*)(const std::string& path)> wrongPlaces[] = {
+    {"is not a file", [](const std::string& path) { fs::create_directory(path); }},
+    {"is not a file", [](const std::string& path) { mkfifo(path.c_str(), 0600); }},
+    {"is empty", [](const std::string& path) { put(path, ""); }},
+    {"is not a token image", putText},
+    {"is not a token image",  // in write-ahead mode, which an opening to write would touch
+     [](const std::string& path) { sql(path, "PRAGMA journal_mode = WAL; CREATE TABLE t (x)"); }},
+    {"is a token image of version 1", putVersion<1>},
+    {"is a token image of version 2", putVersion<2>},
+    {"is a token image of version 4; this program knows version 3", putVersion<4>},
+    {"no such table",
+     [](const std::string& path) {
+         sql(path,
+             "PRAGMA application_id = 0x6B536967; PRAGMA user_version = 3; CREATE TABLE t (x)");
+     }},
+    {"has a second name",
+     [](const std::string& path) {
+         putFreshImage(path);
+         fs::create_hard_link(path, path + ".second");
+     }},
+    {"cannot be found",
+     [](const std::string& path) { fs::create_symlink(path + ".nothing", path); }}};
+
+TEST(ImageFileTest, WhatIsNoImageIsNeverWritten) {
+    for (const auto& [reason, prepare] : wrongPlaces) {
+        const ScratchFolder folder(Medium::disk);
+        const std::string path = folder.file("a 100%?#.db");
+        prepare(path);
+        const bool file = fs::is_regular_file(path);
+        const std::string before = file ? contentOf(path) : "";
+        EXPECT_THAT(connectTo({path, false}), HasSubstr(reason));
+        EXPECT_EQ(file ? contentOf(path) : "", before) << reason;
+    }
+}
+
+TEST(ImageFileTest, PlacesThatCannotBeUsedAreRefused) {
+    const ScratchFolder folder(Medium::disk);
+    EXPECT_THAT(connectTo({folder.file("no/token.db"), false}), HasSubstr("cannot be found"));
+    EXPECT_FALSE(fs::exists(folder.file("no")));
+    EXPECT_THAT(connectTo({"", true}), HasSubstr("has no place"));
+    EXPECT_THAT(connectTo({"/proc/token.db", false}), HasSubstr("/proc/token.db"));
+    putText(folder.file("file"));
+    EXPECT_THAT(connectTo({folder.file("file/ksigil/token.db"), true}), HasSubstr("folder"));
+
+    const std::string image = folder.file("token.db");
+    putFreshImage(image);
+    sqlite3* holder = nullptr;
+    sqlite3_open(image.c_str(), &holder);
+    sqlite3_exec(holder, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr);
+    EXPECT_THAT(connectTo({image, false}), HasSubstr("locked"));
+    sqlite3_close(holder);
+    EXPECT_EQ(connectTo({image, false}), "good");
+    fs::remove(image + ".lock");
+    fs::create_symlink(folder.file("file"), image + ".lock");
+    EXPECT_THAT(connectTo({image, false}), HasSubstr("cannot lock"));
+    fs::remove(image + ".lock");
+    putText(image + ".lock");
+    EXPECT_THAT(connectTo({image, false}), HasSubstr("something else"));
+    EXPECT_EQ(contentOf(image + ".lock"), std::string(5000, 'x'));
+    fs::remove(image + ".lock");
+    fs::remove(image);
+    putText(image + "-journal");
+    EXPECT_THAT(connectTo({image, false}), HasSubstr("put the image back"));
+}
+
+TEST(ImageFileTest, ACrashInTheMidstOfAChangeIsNoReasonToRefuse) {
+    const ScratchFolder folder(Medium::disk);
+    const std::string path = folder.file("token.db");
+    putFreshImage(path);
+    fs::resize_file(path, fs::file_size(path) - 4096);  // the first page still counts what is gone
+    EXPECT_TRUE(token::isImage(path));
+}
+
+TEST(ImageFileTest, TheDefaultPlaceIsMadeForItsOwnerAlone) {
+    const ScratchFolder folder(Medium::disk);
+    const std::string path = folder.file("share/ksigil/token.db");
+    const mode_t mask = umask(0277);
+    EXPECT_EQ(connectTo({path, true}), "good");
+    umask(mask);
+    EXPECT_EQ(fs::status(path).permissions(), fs::perms(0600));
+    EXPECT_EQ(fs::status(path + ".lock").permissions(), fs::perms(0600));
+    EXPECT_EQ(fs::status(folder.file("share/ksigil")).permissions(), fs::perms(0700));
+    EXPECT_EQ(fs::status(folder.file("share")).permissions(), fs::perms(0700));
+}
+
+TEST(ImageFileTest, TheEnvironmentNamesThePlace) {
+    const std::array<const char*, 4> cases[] = {
+        {"t.db", "/data", "/home/x", "t.db"},
+        {"", "/data", "/home/x", "/data/ksigil/token.db"},
+        {"", "data", "/home/x", "/home/x/.local/share/ksigil/token.db"},
+        {"", "", "/home/x", "/home/x/.local/share/ksigil/token.db"},
+        {"", "", "home", ""}};
+    for (const auto& [token, data, home, path] : cases) {
+        setenv("KSIGIL_TOKEN", token, 1);
+        setenv("XDG_DATA_HOME", data, 1);
+        setenv("HOME", home, 1);
+        EXPECT_EQ(token::imagePlace().path, path);
+    }
+}
+
+TEST(ImageFileTest, ALinkToAnImageLeadsToTheSameToken) {
+    const ScratchFolder folder(Medium::disk);
+    putFreshImage(folder.file("token.db"));
+    fs::create_symlink("token.db", folder.file("link.db"));
+    token::Slot one({folder.file("token.db"), false});
+    token::Slot other({folder.file("link.db"), false});
+    std::unique_ptr<token::Connection> first;
+    std::unique_ptr<token::Connection> second;
+    std::string why;
+    ASSERT_EQ(one.connect(first, why), Outcome::good) << why;
+    ASSERT_EQ(other.connect(second, why), Outcome::good) << why;
+    answer(*first, frameOf("a4", "0001003f"));
+    EXPECT_EQ(answer(*second, frameOf("d2", "000000")), "00000090");
+
+    // Another image in its place would meet a power that is not its own.
+    fs::remove(folder.file("token.db"));
+    putFreshImage(folder.file("token.db"));
+    const std::string before = contentOf(folder.file("token.db"));
+    EXPECT_THAT(connectTo({folder.file("token.db"), false}), HasSubstr("another image"));
+    EXPECT_EQ(contentOf(folder.file("token.db")), before);
 }
 
 }  // namespace

@@ -10,8 +10,16 @@
 
 #include <cstdio>
 #include <cstring>
-#include <string>
-#include <vector>
+
+// What a command of the shell writes, with '/' for a line break, and its exit status.
+inline std::string run(const std::string& command) {
+    FILE* const output = popen(command.c_str(), "r");
+    std::string written;
+    for (int c = std::getc(output); c != EOF; c = std::getc(output)) {
+        written += static_cast<char>(c == '\n' ? '/' : c);
+    }
+    return written + std::to_string(WEXITSTATUS(pclose(output)));
+}
 
 // Another program, which ends with this object or with the test at the latest. What it is told and
 // what it says go by lines.

@@ -3,10 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <filesystem>
 
-#include "tests/toolbox/command.h"
-#include "tests/toolbox/files.h"
+#include "tests/toolbox/process.h"
 #include "tests/toolbox/scratch_folder.h"
 
 // Programs run in a folder that is their temporary directory and holds their token and

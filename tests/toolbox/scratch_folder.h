@@ -1,7 +1,9 @@
 #pragma once
 
 #include <filesystem>
+#include <fstream>
 #include <random>
+#include <sstream>
 #include <string>
 
 // A test that is about a disk has its folder there; memory spares all others the waiting.
@@ -30,3 +32,13 @@ class ScratchFolder {
   private:
     std::string path_;
 };
+
+inline std::string contentOf(const std::string& path) {
+    std::ostringstream content;
+    content << std::ifstream(path, std::ios::binary).rdbuf();
+    return content.str();
+}
+
+inline void put(const std::string& path, const std::string& content) {
+    std::ofstream(path, std::ios::binary) << content;
+}

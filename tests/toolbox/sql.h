@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
-#include <string>
-
 // Works on an image behind its token's back. Gives the last row's first value.
 inline std::string sql(const std::string& path, const std::string& statements) {
     sqlite3* database = nullptr;

@@ -2,12 +2,10 @@
 
 #include <algorithm>
 #include <functional>
-#include <map>
 
 #include "apdulib/apdu_talker.h"
 #include "include/basic_types.h"
 #include "tests/toolbox/bytes.h"
-#include "tests/toolbox/frame_words.h"
 
 // A small token: objects by path, no password. It keeps the frames, the room for their replies and
 // the frames in words, refuses the one that reads `refused` with 0x6982, and lets a test change any

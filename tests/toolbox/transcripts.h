@@ -71,5 +71,4 @@ inline const std::pair<std::string, std::string> transcripts[] = {
      ">Remove 3f00d8000001/fs.del(): " MISSING "/Create 3f00d8000001/OK./Write to 3f00d8000001/"
      "OK./>Remove 3f00d8000001/OK./Create 3f00d8000001/OK./Write to 3f00d8000001/OK./>/"},
     {"rm 3f009999 login new rm 3f00 ls 3f00 exit",
-     ">Cannot call fs.del(): " MISSING "/>OK./>OK./>>"},
-};
+     ">Cannot call fs.del(): " MISSING "/>OK./>OK./>>"}};

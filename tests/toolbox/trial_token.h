@@ -4,12 +4,9 @@
 #include <gcrypt.h>
 
 #include <array>
-#include <cstdlib>
 #include <memory>
-#include <sstream>
 
 #include "tests/toolbox/scratch_image.h"
-#include "tests/toolbox/token_frames.h"
 #include "token/door/slot.h"
 
 // A token with one of everything, for one source of a program.

@@ -1,37 +1,52 @@
-#include "support/rng.h"
-
 #include <dlfcn.h>
 #include <gmock/gmock.h>
+#include <pthread.h>
 #include <sys/random.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
-#include <set>
-#include <tuple>
-#include <utility>
+#include <thread>
 
 #include "platform/crypto_providers.h"
 #include "platform/win32.h"
 #include "support/assertion.h"
 #include "support/create_rng.h"
 #include "support/exception.h"
+#include "support/mt_lock.h"
+#include "support/rng.h"
+#include "support/security_attributes.h"
 #include "support/software_rng.h"
-#include "tests/toolbox/throws.h"
+
+using namespace ksigil;
 
 namespace {
 
+bool isBeyondRepair = false;
 ssize_t kernelOwes = 0;  // of the bytes that are asked for
 
 }  // namespace
 
-// Stands in front of the kernel's for the whole program.
+// These two stand in front of the system's: random bytes, and what makes a mutex whole whose owner
+// ended.
 ssize_t getrandom(void* buffer, size_t length, unsigned flags) {
     static const auto real = reinterpret_cast<decltype(&getrandom)>(dlsym(RTLD_NEXT, "getrandom"));
     return real(buffer, length, flags) - kernelOwes;
 }
 
+extern "C" int pthread_mutex_consistent(pthread_mutex_t* mutex) noexcept {
+    static const auto real = reinterpret_cast<decltype(&pthread_mutex_consistent)>(
+        dlsym(RTLD_NEXT, "pthread_mutex_consistent"));
+    return isBeyondRepair ? EINVAL : real(mutex);
+}
+
 namespace {
+
+template <class Exception = VDW::Win32Exception>
+auto throwsWith(const char* words, u32 code) {
+    return testing::Throws<Exception>(testing::AllOf(testing::Field(&Exception::message, words),
+                                                     testing::Field(&Exception::code, code)));
+}
 
 enum Provider { good, failing, absent };  // a failing one is there, and fails at each draw
 
@@ -137,6 +152,60 @@ TEST(Assertion, AsksTheGateBehindItsLineAndRunsExitHandlers) {
     };
     EXPECT_EXIT(fail(), testing::ExitedWithCode(1),
                 "^Assertion failed: x at file: f at line: 71\nasked, ended$");
+}
+
+TEST(MTLock, IsReentrantAndTakenOverFromAnOwnerThatEnded) {
+    MTLock mutex("reentrant", nullptr);
+    const auto unlock = [&] { mutex.unlock(); };
+    const auto refused = [&] {
+        EXPECT_THAT(unlock, throwsWith("MTLock::unlock, ReleaseMutex failed", 288));
+    };
+    std::thread([&] { mutex.lock(); }).join();
+    mutex.lock();
+    mutex.lock();
+    std::thread(refused).join();
+    unlock();
+    unlock();
+    refused();
+}
+
+TEST(MTLock, ExcludesByName) {
+    int count = 0;
+    const auto work = [&count] {
+        MTLock named("counted", nullptr);
+        for (int i = 0; i < 20000; ++i) {
+            const LockGuard guard(&named);
+            ++count;
+        }
+    };
+    MTLock unnamed("", nullptr);
+    const LockGuard held(&unnamed), none(nullptr);
+    std::thread other([&] { MTLock("", nullptr).lock(), work(); });
+    work();
+    other.join();
+    EXPECT_EQ(count, 40000);
+}
+
+TEST(MTLock, FailsOnANameThatIsTaken) {
+    EXPECT_EQ(processSecurityAttributes().get(), nullptr);  // this system has none
+    HANDLE mapping =
+        CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 16, "taken");
+    EXPECT_THAT([] { MTLock("taken", nullptr); },
+                throwsWith("MTLock::MTLock, CreateMutex failed", 6));
+    CloseHandle(mapping);
+}
+
+TEST(MTLock, FailsWhereTheSystemsMutexDoes) {
+    MTLock mutex("", nullptr);
+    std::thread([&] { mutex.lock(); }).join();
+    isBeyondRepair = true;
+    std::thread([&] {
+        EXPECT_THAT([&] { mutex.lock(); },
+                    throwsWith("MTLock::lock, WaitForSingleObject failed", ERROR_INVALID_HANDLE));
+    }).join();
+    isBeyondRepair = false;
+    EXPECT_EQ(WaitForSingleObject(nullptr, INFINITE), WAIT_FAILED);
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
 }
 
 }  // namespace
