@@ -20,10 +20,10 @@ class HexByteWriter {
 
     explicit HexByteWriter(std::ostream& stream) : stream_(&stream) {}
 
-    HexByteWriter& operator=(u8 byte) {
+    HexByteWriter& operator=(u8 value) {
         constexpr const char* digits = "0123456789abcdef";
         stream_->setf(std::ios_base::dec, std::ios_base::basefield);
-        if (stream_->good() && !(put(digits[byte >> 4]) && put(digits[byte & 0xF]) && put(' '))) {
+        if (stream_->good() && !(put(digits[value >> 4]) && put(digits[value & 0xF]) && put(' '))) {
             stream_->setstate(std::ios_base::badbit);
         }
         return *this;
