@@ -1,6 +1,7 @@
 #include <sys/random.h>
 
 #include <cstring>
+#include <utility>
 
 #include "platform/crypto_providers.h"
 #include "platform/posix/windows_names.h"
@@ -23,7 +24,7 @@ class KernelRandom : public platform::CryptoProviders {
     DWORD generate(HCRYPTPROV context, BYTE* buffer, DWORD length) override {
         DWORD error = ERROR_INVALID_HANDLE;
         if (context == onlyContext) {
-            error = getrandom(buffer, length, 0) == ssize_t{length} ? ERROR_SUCCESS : NTE_FAIL;
+            error = std::cmp_equal(getrandom(buffer, length, 0), length) ? ERROR_SUCCESS : NTE_FAIL;
         }
         return error;
     }

@@ -111,7 +111,7 @@ void Image::writePage(const Object& file, std::int64_t page, std::int64_t at, By
         }
         content = unsealPage(file, page, query.bytes(0), sealer);
     }
-    std::copy(bytes.begin(), bytes.end(), content.begin() + at);
+    std::copy(bytes.begin(), bytes.end(), content.data() + at);
     const Buffer row = sealPage(file, page, std::move(content), sealer);
     changeRow(Query(statements_.writePage).bind(row).bind(rowOf(file, page)));
 }
