@@ -13,7 +13,7 @@ using platform::resourceManager;
 namespace {
 
 // An operator whose program ends for a failed call is told why, in one line and one write.
-LONG told(const char* attempt, DWORD rv, const std::string& why) {
+LONG reported(const char* attempt, DWORD rv, const std::string& why) {
     if (rv != 0 && !platform::SilentCalls::areOn()) {
         std::array<char, 16> number{};
         std::snprintf(number.data(), number.size(), " (0x%x)", rv);
@@ -31,7 +31,7 @@ LONG told(const char* attempt, DWORD rv, const std::string& why) {
 LONG SCardEstablishContext(DWORD scope, LPCVOID, LPCVOID, SCARDCONTEXT* context) {
     std::string why;
     const DWORD rv = resourceManager().establish(scope, *context, why);
-    return told("reach a resource manager", rv, why);
+    return reported("reach a resource manager", rv, why);
 }
 
 LONG SCardReleaseContext(SCARDCONTEXT context) {
@@ -43,7 +43,7 @@ LONG SCardConnectA(SCARDCONTEXT context, LPCSTR reader, DWORD shareMode, DWORD p
     std::string why;
     const DWORD rv = resourceManager().connect(context, reader, shareMode, preferredProtocols,
                                                *card, *activeProtocol, why);
-    return told("connect to the token", rv, why);
+    return reported("connect to the token", rv, why);
 }
 
 LONG SCardReconnect(SCARDHANDLE card, DWORD shareMode, DWORD preferredProtocols,
@@ -59,7 +59,7 @@ LONG SCardDisconnect(SCARDHANDLE card, DWORD disposition) {
 LONG SCardBeginTransaction(SCARDHANDLE card) {
     std::string why;
     const DWORD rv = platform::beginWithNotice(resourceManager(), card, why);
-    return told("lock the token", rv, why);
+    return reported("lock the token", rv, why);
 }
 
 LONG SCardEndTransaction(SCARDHANDLE card, DWORD disposition) {
