@@ -26,6 +26,7 @@ std::string lowered(std::string text) {
 
 std::vector<Candidate> candidatesOf(const std::vector<std::string_view>& words) {
     std::vector<Candidate> candidates;
+    candidates.reserve(words.size());
     for (const std::string_view word : words) {
         candidates.push_back({std::string(word), std::string(word)});
     }
