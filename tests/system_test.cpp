@@ -34,54 +34,40 @@ class FrontSystem final : public token::System {
 
     bool hasStruck() const { return callsLeft_ < 0; }
 
-    int makeFolder(Path path) override { return strikes() ? EIO : os_.makeFolder(path); }
+    int makeFolder(Path path) override { return strikes() ? EIO : System::makeFolder(path); }
     int makeFileBeside(Path path, std::string& made) override {
-        return strikes() ? EIO : os_.makeFileBeside(path, made);
+        return strikes() ? EIO : System::makeFileBeside(path, made);
     }
-    int syncFile(Path path) override { return strikes() ? EIO : os_.syncFile(path); }
-    int syncFolder(Path path) override { return strikes() ? EIO : os_.syncFolder(path); }
-    int addName(Path path, Path name) override { return strikes() ? EIO : os_.addName(path, name); }
+    int syncFile(Path path) override { return strikes() ? EIO : System::syncFile(path); }
+    int syncFolder(Path path) override { return strikes() ? EIO : System::syncFolder(path); }
+    int addName(Path path, Path name) override {
+        return strikes() ? EIO : System::addName(path, name);
+    }
     int renameToNew(Path from, Path to) override {
-        return strikes() ? EIO : os_.renameToNew(from, to);
+        return strikes() ? EIO : System::renameToNew(from, to);
     }
     int renameOver(Path from, Path to) override {
-        return strikes() ? EIO : os_.renameOver(from, to);
+        return strikes() ? EIO : System::renameOver(from, to);
     }
-    int remove(Path path) override { return strikes() ? EIO : os_.remove(path); }
+    int remove(Path path) override { return strikes() ? EIO : System::remove(path); }
     int openLockFile(Path path, token::File& file) override {
-        return strikes() ? EIO : os_.openLockFile(path, file);
+        return strikes() ? EIO : System::openLockFile(path, file);
     }
     int giveToOwnerOf(Path path, File file) override {
-        return strikes() ? EIO : os_.giveToOwnerOf(path, file);
+        return strikes() ? EIO : System::giveToOwnerOf(path, file);
     }
     int writeStart(File file, std::span<const std::byte> bytes) override {
-        return strikes() ? EIO : os_.writeStart(file, bytes);
+        return strikes() ? EIO : System::writeStart(file, bytes);
     }
-    int lock(File file, std::int64_t at) override { return strikes() ? EIO : os_.lock(file, at); }
+    int lock(File file, std::int64_t at) override {
+        return strikes() ? EIO : System::lock(file, at);
+    }
     int tryLock(File file, std::int64_t at) override {
-        return strikes() ? EIO : os_.tryLock(file, at);
+        return strikes() ? EIO : System::tryLock(file, at);
     }
     int makeMemory(std::size_t bytes, std::int32_t& number, void*& address) override {
-        return strikes() ? EIO : os_.makeMemory(bytes, number, address);
+        return strikes() ? EIO : System::makeMemory(bytes, number, address);
     }
-
-    int look(Path path, token::Links links, token::FileFacts& facts) override {
-        return os_.look(path, links, facts);
-    }
-    int checkReadable(Path path) override { return os_.checkReadable(path); }
-    int look(File file, token::FileFacts& facts) override { return os_.look(file, facts); }
-    std::size_t readStart(File file, std::span<std::byte> bytes) override {
-        return os_.readStart(file, bytes);
-    }
-    void unlock(File file, std::int64_t place) override { os_.unlock(file, place); }
-    bool isLocked(File file, std::int64_t from, std::int64_t length) override {
-        return os_.isLocked(file, from, length);
-    }
-    void* attachMemory(std::int32_t number, std::size_t bytes) override {
-        return os_.attachMemory(number, bytes);
-    }
-    void detachMemory(void* address) override { os_.detachMemory(address); }
-    std::int32_t processNumber() override { return os_.processNumber(); }
 
   private:
     bool strikes() {
@@ -92,7 +78,6 @@ class FrontSystem final : public token::System {
         return now;
     }
 
-    System& os_ = token::operatingSystem();
     int callsLeft_;
     Strike strike_;
 };

@@ -64,159 +64,162 @@ void* attached(std::int32_t number, std::size_t bytes) {
     return address;
 }
 
-class PosixSystem final : public System {
-  public:
-    int look(const std::string& path, Links links, FileFacts& facts) override {
-        struct stat about {};
-        const auto look = links == Links::follow ? ::stat : ::lstat;
-        if (look(path.c_str(), &about) != 0) {
-            facts = {};
-            return errno == ENOENT ? 0 : errno;
-        }
-        facts = factsOf(about);
-        return 0;
-    }
-
-    int checkReadable(const std::string& path) override {
-        return errorOf(access(path.c_str(), R_OK));
-    }
-
-    int makeFolder(const std::string& path) override {
-        if (mkdir(path.c_str(), 0700) != 0) {
-            return errno == EEXIST ? 0 : errno;
-        }
-        const int error = errorOf(chmod(path.c_str(), 0700));
-        if (error != 0) {
-            rmdir(path.c_str());
-        }
-        return error;
-    }
-
-    int makeFileBeside(const std::string& path, std::string& made) override {
-        std::string name = path + ".XXXXXX";
-        const File file(mkostemp(name.data(), O_CLOEXEC));
-        if (!file.isOpen()) {
-            return errno;
-        }
-        if (fchmod(file.descriptor(), 0600) != 0) {
-            const int error = errno;
-            unlink(name.c_str());
-            return error;
-        }
-        made = name;
-        return 0;
-    }
-
-    int syncFile(const std::string& path) override { return syncAt(path, 0); }
-    int syncFolder(const std::string& path) override { return syncAt(path, O_DIRECTORY); }
-
-    int addName(const std::string& path, const std::string& second) override {
-        return errorOf(link(path.c_str(), second.c_str()));
-    }
-    int renameToNew(const std::string& from, const std::string& to) override {
-        return rename(from, to, RENAME_NOREPLACE);
-    }
-    int renameOver(const std::string& from, const std::string& to) override {
-        return rename(from, to, 0);
-    }
-    int remove(const std::string& path) override { return errorOf(unlink(path.c_str())); }
-
-    int openLockFile(const std::string& path, File& file) override {
-        constexpr int flags = O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
-        file = File(open(path.c_str(), flags | O_CREAT | O_EXCL, 0600));
-        if (file.isOpen()) {
-            fchmod(file.descriptor(), 0600);  // whatever the umask
-            return 0;
-        }
-        if (errno == EEXIST) {
-            file = File(open(path.c_str(), flags));
-        }
-        return file.isOpen() ? 0 : errno;
-    }
-
-    int giveToOwnerOf(const std::string& path, const File& file) override {
-        struct stat other {};
-        struct stat own {};
-        if (geteuid() != 0 || stat(path.c_str(), &other) != 0 ||
-            fstat(file.descriptor(), &own) != 0 || own.st_uid == other.st_uid) {
-            return 0;
-        }
-        return errorOf(fchown(file.descriptor(), other.st_uid, other.st_gid));
-    }
-
-    int look(const File& file, FileFacts& facts) override {
-        struct stat about {};
-        const int error = errorOf(fstat(file.descriptor(), &about));
-        facts = error == 0 ? factsOf(about) : FileFacts{};
-        return error;
-    }
-
-    std::size_t readStart(const File& file, std::span<std::byte> bytes) override {
-        const ssize_t length = pread(file.descriptor(), bytes.data(), bytes.size(), 0);
-        return length < 0 ? 0 : static_cast<std::size_t>(length);
-    }
-
-    int writeStart(const File& file, std::span<const std::byte> bytes) override {
-        const ssize_t length = pwrite(file.descriptor(), bytes.data(), bytes.size(), 0);
-        if (length < 0) {
-            return errno;
-        }
-        return static_cast<std::size_t>(length) == bytes.size() ? 0 : ENOSPC;
-    }
-
-    int lock(const File& file, std::int64_t place) override {
-        return setLock(file, F_WRLCK, place, F_OFD_SETLKW);
-    }
-    int tryLock(const File& file, std::int64_t place) override {
-        return setLock(file, F_WRLCK, place, F_OFD_SETLK);
-    }
-    void unlock(const File& file, std::int64_t place) override {
-        setLock(file, F_UNLCK, place, F_OFD_SETLK);
-    }
-    bool isLocked(const File& file, std::int64_t from, std::int64_t length) override {
-        struct flock lock = range(F_WRLCK, from, length);
-        return fcntl(file.descriptor(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
-    }
-
-    int makeMemory(std::size_t bytes, std::int32_t& number, void*& address) override {
-        const int made = shmget(IPC_PRIVATE, bytes, IPC_CREAT | 0600);
-        if (made < 0) {
-            return errno;
-        }
-        void* const region = attached(made, bytes);
-        const int error = region == nullptr ? errno : 0;
-        shmctl(made, SHM_LOCK, nullptr);
-        shmctl(made, IPC_RMID, nullptr);  // takes effect when the last user is gone
-        if (error == 0) {
-            number = made;
-            address = region;
-        }
-        return error;
-    }
-
-    void* attachMemory(std::int32_t number, std::size_t bytes) override {
-        struct shmid_ds about {};
-        const bool fits =
-            number >= 0 && shmctl(number, IPC_STAT, &about) == 0 && about.shm_segsz == bytes;
-        return fits ? attached(number, bytes) : nullptr;
-    }
-
-    void detachMemory(void* address) override { shmdt(address); }
-
-    std::int32_t processNumber() override { return getpid(); }
-};
-
-constinit PosixSystem posix;
+constinit System operatingSystem;
 System* inFront = nullptr;
 
 }  // namespace
 
-System& operatingSystem() {
-    return posix;
+int System::look(const std::string& path, Links links, FileFacts& facts) {
+    struct stat about {};
+    const auto look = links == Links::follow ? ::stat : ::lstat;
+    if (look(path.c_str(), &about) != 0) {
+        facts = {};
+        return errno == ENOENT ? 0 : errno;
+    }
+    facts = factsOf(about);
+    return 0;
+}
+
+int System::checkReadable(const std::string& path) {
+    return errorOf(access(path.c_str(), R_OK));
+}
+
+int System::makeFolder(const std::string& path) {
+    if (mkdir(path.c_str(), 0700) != 0) {
+        return errno == EEXIST ? 0 : errno;
+    }
+    const int error = errorOf(chmod(path.c_str(), 0700));
+    if (error != 0) {
+        rmdir(path.c_str());
+    }
+    return error;
+}
+
+int System::makeFileBeside(const std::string& path, std::string& made) {
+    std::string name = path + ".XXXXXX";
+    const File file(mkostemp(name.data(), O_CLOEXEC));
+    if (!file.isOpen()) {
+        return errno;
+    }
+    if (fchmod(file.descriptor(), 0600) != 0) {
+        const int error = errno;
+        unlink(name.c_str());
+        return error;
+    }
+    made = name;
+    return 0;
+}
+
+int System::syncFile(const std::string& path) {
+    return syncAt(path, 0);
+}
+int System::syncFolder(const std::string& path) {
+    return syncAt(path, O_DIRECTORY);
+}
+
+int System::addName(const std::string& path, const std::string& second) {
+    return errorOf(link(path.c_str(), second.c_str()));
+}
+int System::renameToNew(const std::string& from, const std::string& to) {
+    return rename(from, to, RENAME_NOREPLACE);
+}
+int System::renameOver(const std::string& from, const std::string& to) {
+    return rename(from, to, 0);
+}
+int System::remove(const std::string& path) {
+    return errorOf(unlink(path.c_str()));
+}
+
+int System::openLockFile(const std::string& path, File& file) {
+    constexpr int flags = O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
+    file = File(open(path.c_str(), flags | O_CREAT | O_EXCL, 0600));
+    if (file.isOpen()) {
+        fchmod(file.descriptor(), 0600);  // whatever the umask
+        return 0;
+    }
+    if (errno == EEXIST) {
+        file = File(open(path.c_str(), flags));
+    }
+    return file.isOpen() ? 0 : errno;
+}
+
+int System::giveToOwnerOf(const std::string& path, const File& file) {
+    struct stat other {};
+    struct stat own {};
+    if (geteuid() != 0 || stat(path.c_str(), &other) != 0 || fstat(file.descriptor(), &own) != 0 ||
+        own.st_uid == other.st_uid) {
+        return 0;
+    }
+    return errorOf(fchown(file.descriptor(), other.st_uid, other.st_gid));
+}
+
+int System::look(const File& file, FileFacts& facts) {
+    struct stat about {};
+    const int error = errorOf(fstat(file.descriptor(), &about));
+    facts = error == 0 ? factsOf(about) : FileFacts{};
+    return error;
+}
+
+std::size_t System::readStart(const File& file, std::span<std::byte> bytes) {
+    const ssize_t length = pread(file.descriptor(), bytes.data(), bytes.size(), 0);
+    return length < 0 ? 0 : static_cast<std::size_t>(length);
+}
+
+int System::writeStart(const File& file, std::span<const std::byte> bytes) {
+    const ssize_t length = pwrite(file.descriptor(), bytes.data(), bytes.size(), 0);
+    if (length < 0) {
+        return errno;
+    }
+    return static_cast<std::size_t>(length) == bytes.size() ? 0 : ENOSPC;
+}
+
+int System::lock(const File& file, std::int64_t place) {
+    return setLock(file, F_WRLCK, place, F_OFD_SETLKW);
+}
+int System::tryLock(const File& file, std::int64_t place) {
+    return setLock(file, F_WRLCK, place, F_OFD_SETLK);
+}
+void System::unlock(const File& file, std::int64_t place) {
+    setLock(file, F_UNLCK, place, F_OFD_SETLK);
+}
+bool System::isLocked(const File& file, std::int64_t from, std::int64_t length) {
+    struct flock lock = range(F_WRLCK, from, length);
+    return fcntl(file.descriptor(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
+}
+
+int System::makeMemory(std::size_t bytes, std::int32_t& number, void*& address) {
+    const int made = shmget(IPC_PRIVATE, bytes, IPC_CREAT | 0600);
+    if (made < 0) {
+        return errno;
+    }
+    void* const region = attached(made, bytes);
+    const int error = region == nullptr ? errno : 0;
+    shmctl(made, SHM_LOCK, nullptr);
+    shmctl(made, IPC_RMID, nullptr);  // takes effect when the last user is gone
+    if (error == 0) {
+        number = made;
+        address = region;
+    }
+    return error;
+}
+
+void* System::attachMemory(std::int32_t number, std::size_t bytes) {
+    struct shmid_ds about {};
+    const bool fits =
+        number >= 0 && shmctl(number, IPC_STAT, &about) == 0 && about.shm_segsz == bytes;
+    return fits ? attached(number, bytes) : nullptr;
+}
+
+void System::detachMemory(void* address) {
+    shmdt(address);
+}
+
+std::int32_t System::processNumber() {
+    return getpid();
 }
 
 System& system() {
-    return inFront == nullptr ? operatingSystem() : *inFront;
+    return inFront == nullptr ? operatingSystem : *inFront;
 }
 
 void useSystem(System* front) {

@@ -26,68 +26,64 @@ enum class Links { follow, stopAt };
 //
 // A function that gives an int gives 0, or the system's error number, whose words systemFault
 // tells; it has then changed nothing, unless it says otherwise. Paths are taken as they stand. Any
-// thread may call at any time.
+// thread may call at any time. One file for each operating system implements the class.
 class System {
   public:
     // An absent file is Kind::nothing and no error.
-    virtual int look(const std::string& path, Links links, FileFacts& facts) = 0;
-    virtual int checkReadable(const std::string& path) = 0;
+    virtual int look(const std::string& path, Links links, FileFacts& facts);
+    virtual int checkReadable(const std::string& path);
 
     // Makes a folder with mode 0700, whatever the umask. One that is there is left as it is.
-    virtual int makeFolder(const std::string& path) = 0;
+    virtual int makeFolder(const std::string& path);
     // Makes an empty file with mode 0600, whatever the umask, and a name that nobody has: `path`
     // with a point and six characters behind it, which `made` becomes.
-    virtual int makeFileBeside(const std::string& path, std::string& made) = 0;
+    virtual int makeFileBeside(const std::string& path, std::string& made);
     // Return when the file's content, or the names in the folder, are on the disk.
-    virtual int syncFile(const std::string& path) = 0;
-    virtual int syncFolder(const std::string& path) = 0;
+    virtual int syncFile(const std::string& path);
+    virtual int syncFolder(const std::string& path);
 
     // Gives a file a second name; EEXIST if there is one of that name.
-    virtual int addName(const std::string& path, const std::string& second) = 0;
+    virtual int addName(const std::string& path, const std::string& second);
     // Renames a file; EEXIST if there is one of the new name.
-    virtual int renameToNew(const std::string& from, const std::string& to) = 0;
+    virtual int renameToNew(const std::string& from, const std::string& to);
     // Renames a file in the place of one that may be there.
-    virtual int renameOver(const std::string& from, const std::string& to) = 0;
-    virtual int remove(const std::string& path) = 0;
+    virtual int renameOver(const std::string& from, const std::string& to);
+    virtual int remove(const std::string& path);
 
     // Opens a file for locks, reading and writing, and makes a missing one, with mode 0600. Follows
     // no link, and waits for nobody.
-    virtual int openLockFile(const std::string& path, File& file) = 0;
+    virtual int openLockFile(const std::string& path, File& file);
     // Gives a file that the superuser has open to the owner of another one, if there is that one.
     // For everybody else it does nothing.
-    virtual int giveToOwnerOf(const std::string& path, const File& file) = 0;
-    virtual int look(const File& file, FileFacts& facts) = 0;
+    virtual int giveToOwnerOf(const std::string& path, const File& file);
+    virtual int look(const File& file, FileFacts& facts);
     // Reads from the file's start, and gives how many bytes there were, at most those of `bytes`.
-    virtual std::size_t readStart(const File& file, std::span<std::byte> bytes) = 0;
-    virtual int writeStart(const File& file, std::span<const std::byte> bytes) = 0;
+    virtual std::size_t readStart(const File& file, std::span<std::byte> bytes);
+    virtual int writeStart(const File& file, std::span<const std::byte> bytes);
 
     // A lock on a byte of a file, which need not exist. It belongs to the open file, and goes with
     // it or with its process. Two locks of one open file do not exclude each other.
-    virtual int lock(const File& file, std::int64_t place) = 0;     // waits
-    virtual int tryLock(const File& file, std::int64_t place) = 0;  // fails where another holds it
-    virtual void unlock(const File& file, std::int64_t place) = 0;
+    virtual int lock(const File& file, std::int64_t place);     // waits
+    virtual int tryLock(const File& file, std::int64_t place);  // fails where another holds it
+    virtual void unlock(const File& file, std::int64_t place);
     // Whether another open file holds a lock in the range; `length` 0 is up to the end of all.
-    virtual bool isLocked(const File& file, std::int64_t from, std::int64_t length) = 0;
+    virtual bool isLocked(const File& file, std::int64_t from, std::int64_t length);
 
     // A region of zeros that processes share, and that is gone with the last of them, however it
     // ends. Others attach it by its number. It comes into no core dump and not into the swap, where
     // the system allows.
-    virtual int makeMemory(std::size_t bytes, std::int32_t& number, void*& address) = 0;
+    virtual int makeMemory(std::size_t bytes, std::int32_t& number, void*& address);
     // Null if it is gone, not of this size, or another user's.
-    virtual void* attachMemory(std::int32_t number, std::size_t bytes) = 0;
-    virtual void detachMemory(void* address) = 0;
+    virtual void* attachMemory(std::int32_t number, std::size_t bytes);
+    virtual void detachMemory(void* address);
 
-    virtual std::int32_t processNumber() = 0;
-
-  protected:
-    ~System() = default;  // nobody owns one: the operating system's outlives all that use it
+    virtual std::int32_t processNumber();
 };
 
-// The one in use: the operating system's, until another is put in its place.
+// The one in use. It outlives all that use it.
 System& system();
-System& operatingSystem();
 
-// Puts another in front, null for the operating system's. For programs that let its calls fail; no
+// Puts one in front whose class overrides some calls, or null. For programs that let calls fail; no
 // call may be in flight.
 void useSystem(System* front);
 
