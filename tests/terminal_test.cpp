@@ -2,6 +2,7 @@
 #include <pty.h>
 #include <sys/resource.h>
 #include <termios.h>
+#include <vterm.h>
 
 #include <chrono>
 #include <csignal>
@@ -19,88 +20,35 @@ namespace {
 
 using testing::EndsWith, testing::HasSubstr, testing::Not;
 
-// As much of a terminal's screen as a shell makes use of.
+// What a terminal of 80 columns shows, with so many rows that no test needs what scrolls off.
 class Screen {
   public:
-    explicit Screen(std::size_t width) : width_(width) {}
-
-    void feed(const std::string& bytes) {
-        for (const char byte : bytes) {
-            if (!sequence_.empty()) {
-                follow(byte);
-            } else if (byte == '\033') {
-                sequence_ = byte;
-            } else if (byte == '\r') {
-                column_ = 0;
-            } else if (byte == '\n') {
-                nextRow();
-            } else if (byte == '\b') {
-                column_ -= column_ > 0 ? 1 : 0;
-            } else if (byte != '\a') {
-                put(byte);
-            }
-        }
+    Screen() {
+        vterm_set_utf8(terminal_.get(), 1);
+        vterm_screen_reset(vterm_obtain_screen(terminal_.get()), 1);
     }
 
-    // All rows that there ever were, as far as they were written.
+    void feed(const std::string& bytes) {
+        vterm_input_write(terminal_.get(), bytes.data(), bytes.size());
+    }
+
+    // All up to the cursor's row, and to the cursor there at least.
     std::string text() const {
-        std::string all;
-        for (std::size_t i = 0; i <= row_; ++i) {
-            all += (i == 0 ? "" : "\n") + rows_[i];
-        }
-        return all + std::string(std::max(column_, rows_[row_].size()) - rows_[row_].size(), ' ');
+        VTermPos cursor;
+        vterm_state_get_cursorpos(vterm_obtain_state(terminal_.get()), &cursor);
+        std::string all(rows * columns * 4, '\0');
+        all.resize(vterm_screen_get_text(vterm_obtain_screen(terminal_.get()), all.data(),
+                                         all.size(), {0, cursor.row + 1, 0, columns}));
+        const std::size_t row = all.size() - (all.rfind('\n') + 1);
+        return all.append(std::max<std::size_t>(static_cast<std::size_t>(cursor.col), row) - row,
+                          ' ');
     }
 
   private:
-    void put(char byte) {
-        const bool continues = (byte & 0xC0) == 0x80;
-        if (!continues && column_ == width_) {
-            column_ = 0;
-            nextRow();
-        }
-        std::string& row = rows_[row_];
-        row.resize(std::max(row.size(), column_ + 1), ' ');
-        row[column_] = byte;
-        column_ += 1;
-    }
+    static constexpr int rows = 1000;
+    static constexpr int columns = 80;
 
-    void nextRow() {
-        if (++row_ == rows_.size()) {
-            rows_.emplace_back();
-        }
-    }
-
-    void follow(char byte) {
-        sequence_ += byte;
-        if (sequence_.size() == 2 || byte < '@' || byte > '~') {
-            return;
-        }
-        const std::size_t number = static_cast<std::size_t>(std::atoi(sequence_.c_str() + 2));
-        const std::size_t count = std::max<std::size_t>(number, 1);
-        const auto cutRow = [&] { rows_[row_].resize(std::min(rows_[row_].size(), column_)); };
-        const auto cutScreen = [&] {
-            rows_.resize(row_ + 1);
-            cutRow();
-        };
-        const std::map<char, std::function<void()>> acts{
-            {'A', [&] { row_ -= std::min(count, row_); }},
-            {'B', [&] { row_ += count; }},
-            {'C', [&] { column_ += count; }},
-            {'D', [&] { column_ -= std::min(count, column_); }},
-            {'G', [&] { column_ = count - 1; }},
-            {'J', cutScreen},
-            {'K', cutRow}};
-        if (const auto act = acts.find(byte); act != acts.end()) {
-            act->second();
-        }
-        sequence_.clear();
-    }
-
-    std::size_t width_;
-    std::vector<std::string> rows_{""};
-    std::size_t row_ = 0;
-    std::size_t column_ = 0;
-    std::string sequence_;
+    std::unique_ptr<VTerm, void (*)(VTerm*)> terminal_{vterm_new(rows, columns), vterm_free};
 };
 
 void send(int file, const std::string& bytes) {
@@ -208,7 +156,7 @@ class Sitting {
         ioctl(terminal_, TIOCSWINSZ, &size);
     }
 
-    Screen screen{80};
+    Screen screen;
     pid_t shell = 0;
     termios before{};
 
