@@ -90,9 +90,8 @@ class SharingTest : public testing::Test {
 
     ScratchFolder folder_;
     std::string path_ = folder_.file("token.db");
-    Process a_{{"/proc/self/exe", path_}};
-    Process b_{{"/proc/self/exe", path_}};
-    Process c_{{"/proc/self/exe", path_}};
+    std::string other_ = std::filesystem::read_symlink("/proc/self/exe").string() + " " + path_;
+    Process a_{other_}, b_{other_}, c_{other_};
 };
 
 TEST_F(SharingTest, SelectionAndLoginAreTheTokens) {
@@ -149,9 +148,7 @@ TEST_F(SharingTest, ARemovedTokenStaysRemovedUntilItIsInserted) {
 
 TEST_F(SharingTest, NoCountIsLostBetweenProcessesAndThreads) {
     token::Slot slot({path_, false});
-    std::unique_ptr<Connection> first;
-    std::string why;
-    ASSERT_EQ(slot.connect(first, why), Outcome::good) << why;
+    const auto first = connectionTo(slot);
     answer(*first, bytesOf(root));
     ASSERT_EQ(answer(*first, bytesOf("00e00000000006 010002000100")), "0090");
     for (Process* process : {&a_, &b_, &c_}) {
@@ -160,12 +157,7 @@ TEST_F(SharingTest, NoCountIsLostBetweenProcessesAndThreads) {
     }
     std::vector<std::thread> threads;
     for (int i = 0; i < 64; ++i) {
-        threads.emplace_back([&slot] {
-            std::unique_ptr<Connection> own;
-            std::string reason;
-            ASSERT_EQ(slot.connect(own, reason), Outcome::good) << reason;
-            EXPECT_EQ(countUp(*own, 5), "good");
-        });
+        threads.emplace_back([&slot] { EXPECT_EQ(countUp(*connectionTo(slot), 5), "good"); });
     }
     for (std::thread& thread : threads) {
         thread.join();

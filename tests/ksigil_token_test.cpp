@@ -63,9 +63,7 @@ TEST_F(ToolTest, LooksAfterAnImage) {
 TEST_F(ToolTest, LooksAfterATokenInUse) {
     fill();
     token::Slot slot({path, false});
-    std::unique_ptr<token::Connection> connection;
-    std::string why;
-    ASSERT_EQ(slot.connect(connection, why), token::Outcome::good) << why;
+    const auto connection = connectionTo(slot);
     answer(*connection, frameOf("20", "0431323334"));
     answer(*connection, frameOf("a4", "0002003f0100"));
     std::jthread writer([&](const std::stop_token& stop) {  // over and over, each time two pages
@@ -84,8 +82,7 @@ TEST_F(ToolTest, LooksAfterATokenInUse) {
 }
 
 TEST_F(ToolTest, KeepsOthersFromAServedImage) {
-    Process server(
-        {"sh", "-c", "exec " TOOL " --image " + path + " serve --vpcd 127.0.0.1:1 2>&1"});
+    Process server(TOOL " --image " + path + " serve --vpcd 127.0.0.1:1 2>&1");
     EXPECT_THAT(server.hear(), testing::HasSubstr("Cannot reach the reader at 127.0.0.1:1"));
     run("show && $T check && $T backup b; $T serve; echo logout | KSIGIL_PCSC=embedded " QVSH
         " any; true",

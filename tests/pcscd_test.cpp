@@ -18,11 +18,6 @@ using testing::ContainsRegex;
 
 #define SHELL "KSIGIL_PCSC=system " QVSH " any 2>&1"
 
-// A command of the shell, in the place of the shell.
-std::vector<std::string> shellCommand(const std::string& command) {
-    return {"sh", "-c", "exec " + command};
-}
-
 // A pcscd and, in its second slot, a fresh token. All have the one socket, so tests take turns.
 struct Pcscd : testing::Test {
     token::File turn{open("/tmp/ksigil-pcscd-test", O_RDWR | O_CREAT | O_CLOEXEC, 0600)};
@@ -46,16 +41,16 @@ struct Pcscd : testing::Test {
         putFreshImage(folder.file("token.db"));
         run("mkdir " + folder.file("readers; sed s/0x8C7B/") + std::to_string(port) +
             "/ " EXAMPLE " >" + folder.file("readers/conf"));
-        server.emplace(shellCommand(tool + " serve --vpcd 127.0.0.1:" + std::to_string(port + 1) +
-                                    " >" + folder.file("served")));
+        server.emplace(tool + " serve --vpcd 127.0.0.1:" + std::to_string(port + 1) + " >" +
+                       folder.file("served"));
         startPcscd();
         EXPECT_EQ(plain.create() + mending.create(), 0U);
     }
     void startPcscd() {
         // Where pcscd asks polkit whom it may serve, nobody may answer.
-        pcscd.emplace(shellCommand(
+        pcscd.emplace(
             "pcscd --foreground $(pcscd --help 2>&1 | grep -o -e --disable-polkit) --config " +
-            folder.file("readers") + " >/dev/null"));
+            folder.file("readers") + " >/dev/null");
         awaitToken();
     }
     void awaitToken() {
@@ -75,8 +70,7 @@ TEST_F(Pcscd, AnswersTheShellAsTheEmbeddedToken) {
         plain.detach(SCARD_RESET_CARD);  // power, and the login, outlive a shell
     }
     const std::string path = folder.file("forwarded");
-    Process forward(
-        shellCommand("socat UNIX-LISTEN:" + path + ",fork UNIX-CONNECT:/run/pcscd/pcscd.comm"));
+    Process forward("socat UNIX-LISTEN:" + path + ",fork UNIX-CONNECT:/run/pcscd/pcscd.comm");
     EXPECT_THAT(run("until [ -S " + path +
                     " ]; do sleep 0.01; done; echo logout | "
                     "PCSCLITE_CSOCK_NAME=" +

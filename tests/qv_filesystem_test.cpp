@@ -49,51 +49,8 @@ constexpr u32 invalid = 0x80070057;
 constexpr u32 refusal = 0xE0066982;
 constexpr u32 badReply = 0x80100013;
 
-void expectFramesAndOutcome(std::span<const Row> rows) {
-    for (const Row& row : rows) {
-        TokenTalker token;
-        token.refused = row.refused;
-        token.fault = row.fault;
-        Out out;
-        SCOPED_TRACE(row.words);
-        EXPECT_EQ(row.run(token, out), row.rv);
-        EXPECT_EQ(token.words, row.words);
-        EXPECT_EQ(out.text(), row.text);
-    }
-}
-
-// Each reply in turn gets every length, with a good status word at its end: a shorter one is a
-// failure, a longer one that its frame has room for changes nothing.
-void expectCutAndPaddedRepliesJudged(std::span<const Row> rows) {
-    for (const Row& row : rows) {
-        TokenTalker sound;
-        Out expected;
-        const u32 expectedRv = row.run(sound, expected);
-        for (std::size_t target = 0; target < sound.frames.size(); ++target) {
-            for (std::size_t length = 0; length <= sound.rooms[target] + 1; ++length) {
-                TokenTalker token;
-                bool isBad = false;
-                token.change = [&](std::size_t index, u32 room, TokenTalker::Answer& given) {
-                    if (index == target && given.bytes.back() == 0x90) {
-                        isBad = length < given.bytes.size() || length > room;
-                        given.bytes.resize(std::max<std::size_t>(length, 2) - 2, 0xEE);
-                        append16(given.bytes, 0x9000);
-                        given.bytes.resize(length);
-                    }
-                };
-                Out out;
-                const u32 rv = row.run(token, out);
-                ASSERT_EQ(rv, isBad ? badReply : expectedRv) << row.words << " " << length;
-                ASSERT_EQ(token.frames.size(), isBad ? target + 1 : sound.frames.size());
-                if (!isBad) {
-                    ASSERT_EQ(out.text(), expected.text()) << row.words << " " << length;
-                }
-            }
-        }
-    }
-}
-
 const QVFileSystem fs;
+const QVPassword pw;
 
 const auto content = [](u32 length) { return hexOf(TokenTalker::content(0, length)); };
 
@@ -110,6 +67,10 @@ const std::string encrypt = sKey + ", desx 01", decrypt = sKey + ", desx 00";
 const std::string pad8 = "desx 010808080808080808";
 
 const Row rows[] = {
+    {RUN(pw.login(t, {0x31, 0x32})), "login 023132"},
+    {RUN(pw.changePassword(t, Bytes(300))), "change 2c" + hexOf(Bytes(300))},
+    {RUN(pw.logout(t)), "logout 00", "", refusal, "logout 00"},
+
     {RUN(fs.getFileInfo(t, "3F00d800A1a1", o.infos.emplace_back())), "select 3f00d800a1a1",
      "A1a1,1,1,1023 "},
     {RUN(fs.selectPath(t, file, o.infos[0])), sFile, "", refusal, sFile},
@@ -175,11 +136,47 @@ const Row rows[] = {
     {RUN(fs.desx(t, key, false, Bytes(7), o.bytes)), sKey, "", invalid}};
 
 TEST(Services, FramesAndOutcome) {
-    expectFramesAndOutcome(rows);
+    for (const Row& row : rows) {
+        TokenTalker token;
+        token.refused = row.refused;
+        token.fault = row.fault;
+        Out out;
+        SCOPED_TRACE(row.words);
+        EXPECT_EQ(row.run(token, out), row.rv);
+        EXPECT_EQ(token.words, row.words);
+        EXPECT_EQ(out.text(), row.text);
+    }
 }
 
+// Each reply in turn gets every length, with a good status word at its end: a shorter one is a
+// failure, a longer one that its frame has room for changes nothing.
 TEST(Services, CutAndPaddedReplies) {
-    expectCutAndPaddedRepliesJudged(rows);
+    for (const Row& row : rows) {
+        TokenTalker sound;
+        Out expected;
+        const u32 expectedRv = row.run(sound, expected);
+        for (std::size_t target = 0; target < sound.frames.size(); ++target) {
+            for (std::size_t length = 0; length <= sound.rooms[target] + 1; ++length) {
+                TokenTalker token;
+                bool isBad = false;
+                token.change = [&](std::size_t index, u32 room, TokenTalker::Answer& given) {
+                    if (index == target && given.bytes.back() == 0x90) {
+                        isBad = length < given.bytes.size() || length > room;
+                        given.bytes.resize(std::max<std::size_t>(length, 2) - 2, 0xEE);
+                        append16(given.bytes, 0x9000);
+                        given.bytes.resize(length);
+                    }
+                };
+                Out out;
+                const u32 rv = row.run(token, out);
+                ASSERT_EQ(rv, isBad ? badReply : expectedRv) << row.words << " " << length;
+                ASSERT_EQ(token.frames.size(), isBad ? target + 1 : sound.frames.size());
+                if (!isBad) {
+                    ASSERT_EQ(out.text(), expected.text()) << row.words << " " << length;
+                }
+            }
+        }
+    }
 }
 
 TEST(Services, BadPathsSendNothing) {
@@ -221,21 +218,6 @@ TEST(ServicesDeathTest, APathHasToStayWhole) {
     token.change = [&](std::size_t, u32, TokenTalker::Answer&) { path.pop_back(); };
     EXPECT_EXIT(fs.selectPath(token, path, info), testing::ExitedWithCode(1),
                 "at file: Components/qv_aid/qv_filesystem at line: 576\n$");
-}
-
-const QVPassword pw;
-
-const Row passwordRows[] = {
-    {RUN(pw.login(t, {0x31, 0x32})), "login 023132"},
-    {RUN(pw.changePassword(t, Bytes(300))), "change 2c" + hexOf(Bytes(300))},
-    {RUN(pw.logout(t)), "logout 00", "", refusal, "logout 00"}};
-
-TEST(Password, FramesAndOutcome) {
-    expectFramesAndOutcome(passwordRows);
-}
-
-TEST(Password, CutAndPaddedReplies) {
-    expectCutAndPaddedRepliesJudged(passwordRows);
 }
 
 }  // namespace

@@ -96,6 +96,15 @@ void expectSteps(RMApduTalker& talker, RecordingResourceManager& manager, const 
     }
 }
 
+template <class Talker>
+void expectScripts(std::span<const Script> scripts) {
+    for (const Script& script : scripts) {
+        RecordingResourceManager manager;
+        Talker talker(reader, 2);
+        expectSteps(talker, manager, script);
+    }
+}
+
 const Script scripts[] = {
     {"locks count",
      {},
@@ -118,11 +127,7 @@ const Script scripts[] = {
       "unlock: 0 | open 2"}}};
 
 TEST(Talker, MakesTheseCalls) {
-    for (const Script& script : scripts) {
-        RecordingResourceManager manager;
-        RMApduTalker talker(reader, 2);
-        expectSteps(talker, manager, script);
-    }
+    expectScripts<RMApduTalker>(scripts);
 }
 
 // No mapping can have the mutex's name.
@@ -300,11 +305,7 @@ const Script recoveries[] = {
       "unlock: 0 | end 103 0 | reconnect 103 2 3 0 | end 103 0"}}};
 
 TEST(AutoReconnectTalker, MakesTheseCalls) {
-    for (const Script& script : recoveries) {
-        RecordingResourceManager manager;
-        AutoReconnectTalker talker(reader, 2);
-        expectSteps(talker, manager, script);
-    }
+    expectScripts<AutoReconnectTalker>(recoveries);
 }
 
 TEST(AutoReconnectTalker, RecoversOnFourValuesOnly) {

@@ -34,43 +34,41 @@ class FrontSystem final : public token::System {
 
     bool hasStruck() const { return callsLeft_ < 0; }
 
-    int makeFolder(Path path) override { return strikes() ? EIO : System::makeFolder(path); }
+    int makeFolder(Path path) override { return isHit() ? EIO : System::makeFolder(path); }
     int makeFileBeside(Path path, std::string& made) override {
-        return strikes() ? EIO : System::makeFileBeside(path, made);
+        return isHit() ? EIO : System::makeFileBeside(path, made);
     }
-    int syncFile(Path path) override { return strikes() ? EIO : System::syncFile(path); }
-    int syncFolder(Path path) override { return strikes() ? EIO : System::syncFolder(path); }
+    int syncFile(Path path) override { return isHit() ? EIO : System::syncFile(path); }
+    int syncFolder(Path path) override { return isHit() ? EIO : System::syncFolder(path); }
     int addName(Path path, Path name) override {
-        return strikes() ? EIO : System::addName(path, name);
+        return isHit() ? EIO : System::addName(path, name);
     }
     int renameToNew(Path from, Path to) override {
-        return strikes() ? EIO : System::renameToNew(from, to);
+        return isHit() ? EIO : System::renameToNew(from, to);
     }
     int renameOver(Path from, Path to) override {
-        return strikes() ? EIO : System::renameOver(from, to);
+        return isHit() ? EIO : System::renameOver(from, to);
     }
-    int remove(Path path) override { return strikes() ? EIO : System::remove(path); }
+    int remove(Path path) override { return isHit() ? EIO : System::remove(path); }
     int openLockFile(Path path, token::File& file) override {
-        return strikes() ? EIO : System::openLockFile(path, file);
+        return isHit() ? EIO : System::openLockFile(path, file);
     }
     int giveToOwnerOf(Path path, File file) override {
-        return strikes() ? EIO : System::giveToOwnerOf(path, file);
+        return isHit() ? EIO : System::giveToOwnerOf(path, file);
     }
     int writeStart(File file, std::span<const std::byte> bytes) override {
-        return strikes() ? EIO : System::writeStart(file, bytes);
+        return isHit() ? EIO : System::writeStart(file, bytes);
     }
-    int lock(File file, std::int64_t at) override {
-        return strikes() ? EIO : System::lock(file, at);
-    }
+    int lock(File file, std::int64_t at) override { return isHit() ? EIO : System::lock(file, at); }
     int tryLock(File file, std::int64_t at) override {
-        return strikes() ? EIO : System::tryLock(file, at);
+        return isHit() ? EIO : System::tryLock(file, at);
     }
     int makeMemory(std::size_t bytes, std::int32_t& number, void*& address) override {
-        return strikes() ? EIO : System::makeMemory(bytes, number, address);
+        return isHit() ? EIO : System::makeMemory(bytes, number, address);
     }
 
   private:
-    bool strikes() {
+    bool isHit() {
         const bool now = callsLeft_-- == 0;
         if (now && strike_ == Strike::end) {
             _exit(0);
@@ -101,31 +99,31 @@ struct Files {
 
 struct Act {
     const char* name;
-    void (*prepare)(const Files& files);
+    bool hasImage;   // a trial token's
+    bool hasBackup;  // a fresh token's
     void (*perform)(const Files& files);
     std::string before, after;  // the root's listing
 };
 
+void create(const Files& files) {
+    token::createToken(files.path);
+}
 void connect(const Files& files) {
-    const TrialToken token(files.path);
-    if (!token.connection) {
-        throw token::Fault(token.why);
-    }
+    token::Slot slot({files.path, false});
+    connectionTo(slot);
+}
+void backUp(const Files& files) {
+    token::backUp(files.path, files.other);
+}
+void restore(const Files& files) {
+    token::restore(files.path, files.other);
 }
 
-const Act acts[] = {
-    {"create", [](const Files&) {}, [](const Files& files) { token::createToken(files.path); },
-     freshRoot, freshRoot},
-    {"connect", [](const Files&) {}, connect, freshRoot, freshRoot},
-    {"power", [](const Files& files) { putTrialImage(files.path); }, connect, trialRoot, trialRoot},
-    {"backup", [](const Files& files) { putTrialImage(files.path); },
-     [](const Files& files) { token::backUp(files.path, files.other); }, trialRoot, trialRoot},
-    {"restore",
-     [](const Files& files) {
-         putTrialImage(files.path);
-         putFreshImage(files.other);
-     },
-     [](const Files& files) { token::restore(files.path, files.other); }, trialRoot, freshRoot}};
+const Act acts[] = {{"create", false, false, create, freshRoot, freshRoot},
+                    {"connect", false, false, connect, freshRoot, freshRoot},
+                    {"power", true, false, connect, trialRoot, trialRoot},
+                    {"backup", true, false, backUp, trialRoot, trialRoot},
+                    {"restore", true, true, restore, trialRoot, freshRoot}};
 
 // False if the act ended before its nth call.
 bool performWithStrike(const Act& act, const Files& files, int nth, Strike strike) {
@@ -176,7 +174,12 @@ TEST(System, MayFailOrEndTheProcessAtAnyCall) {
             for (; hasStruck; ++nth) {
                 SCOPED_TRACE(act.name + std::to_string(nth) + (strike == Strike::end ? "e" : "f"));
                 const Files files;
-                act.prepare(files);
+                if (act.hasImage) {
+                    putTrialImage(files.path);
+                }
+                if (act.hasBackup) {
+                    putFreshImage(files.other);
+                }
                 hasStruck = performWithStrike(act, files, nth, strike);
                 expectWhole(act, files);
             }

@@ -229,14 +229,6 @@ struct TerminalTest : testing::Test, ScratchFolder {
         return frames;
     }
     std::string history() const { return contentOf(file("ksigil/history")); }
-    // Another user of the token.
-    std::unique_ptr<token::Connection> connect() {
-        std::unique_ptr<token::Connection> connection;
-        std::string why;
-        slot.connect(connection, why);
-        EXPECT_EQ(why, "");
-        return connection;
-    }
 
     token::Slot slot{{file("token.db"), false}};
 };
@@ -360,34 +352,23 @@ TEST_F(TerminalTest, TakesPastesWholeOrNotAtAll) {
 }
 
 TEST(HistoryTest, KeepsNothingSecret) {
-    const std::pair<const char*, const char*> rows[] = {
-        {"login secret", "login"},
-        {" changepw secret ls 3f00", "changepw"},
-        {"w 3f000001 0 secret", "w 3f000001 0"},
-        {"w 3f000001 secret", "w 3f000001"},
-        {"w 3f000001 0secret more", "w 3f000001 0"},
-        {"wk 3f000001 secret", "wk 3f000001"},
-        {"wk secret", "wk"},
-        {"w secret", "w"},
-        {"dx secret", "dx"},
-        {"pr E secret", "pr E"},
-        {"pr e secret more", "pr e"},
-        {"pr secret", "pr"},
-        {"pr D ls 3f00", "pr D ls 3f00"},
-        {"dx 3f000001 E secret", "dx 3f000001 E"},
-        {"dx E 3f000001 secret", "dx"},
-        {"dx 3f000001 D t", "dx 3f000001 D t"},
-        {"logn secret", "logn"},
-        {"lgoin secret", "lgoin"},
-        {"secret", ""},
-        {"login1234", ""},
-        {"ls 3f00 secret more", "ls 3f00"},
-        {"r 3f00 0 4secret more", "r 3f00 0 4"},
-        {"r 3f00 secret", "r 3f00 "},
-        {"exit secret", "exit"},
-        {"help secret", "help"},
-        {"md 3f001000 PUB login secret", "md 3f001000 PUB login"},
-        {"", ""}};
+    for (const std::string kept :
+         {"login", "w 3f000001 0", "w 3f000001", "wk 3f000001", "wk", "w", "dx", "pr E", "pr",
+          "dx 3f000001 E", "logn", "lgoin", "exit", "help", "md 3f001000 PUB login"}) {
+        EXPECT_EQ(ksigil::keptOf(kept + " secret"), kept);
+    }
+    const std::pair<const char*, const char*> rows[] = {{" changepw secret ls 3f00", "changepw"},
+                                                        {"w 3f000001 0secret more", "w 3f000001 0"},
+                                                        {"pr e secret more", "pr e"},
+                                                        {"pr D ls 3f00", "pr D ls 3f00"},
+                                                        {"dx E 3f000001 secret", "dx"},
+                                                        {"dx 3f000001 D t", "dx 3f000001 D t"},
+                                                        {"secret", ""},
+                                                        {"login1234", ""},
+                                                        {"ls 3f00 secret more", "ls 3f00"},
+                                                        {"r 3f00 0 4secret more", "r 3f00 0 4"},
+                                                        {"r 3f00 secret", "r 3f00 "},
+                                                        {"", ""}};
     for (const auto& [line, kept] : rows) {
         EXPECT_EQ(ksigil::keptOf(line), kept) << line;
     }
@@ -445,7 +426,7 @@ TEST_F(TerminalTest, LosesNothingElseWithItsHistory) {
 }
 
 TEST_F(TerminalTest, TellsAWaitOnce) {
-    const auto other = connect();
+    const auto other = connectionTo(slot);  // another user of the token
     const std::string waiting = ">ls 3f00\nWaiting for the token, which is held by process " +
                                 std::to_string(getpid()) + ".\n";
     Sitting sitting(path());
@@ -481,7 +462,7 @@ TEST_F(TerminalTest, TellsAWaitOnce) {
 }
 
 TEST_F(TerminalTest, GivesTheTerminalBackOnEveryWayOut) {
-    const auto other = connect();
+    const auto other = connectionTo(slot);  // another user of the token
     const std::string waiting = "is held by process " + std::to_string(getpid()) + ".\n";
     // What is typed, the screen then, and the signal that ends the shell there.
     const std::tuple<const char*, std::string, int> rows[] = {
@@ -526,32 +507,15 @@ TEST_F(TerminalTest, GivesTheTerminalBackOnEveryWayOut) {
 
 TEST_F(TerminalTest, IsNotThereOnADumbOne) {
     std::filesystem::remove(file("token.db"));
+    // A terminal that changes no byte and knows no key but the end of the input. The keyboard
+    // stays.
+    const std::string shell = "cd " + path() +
+                              "; export TERM=dumb KSIGIL_TOKEN=token.db TMPDIR=.; tail -c +1 -f "
+                              "input | script -qe -E never "
+                              "-c 'stty raw icanon eof ^D; exec " QVSH " any' /dev/null";
     for (const auto& [input, expected] : transcripts) {
-        // A terminal that changes no byte and knows no key but the end of the input.
-        termios modes{};
-        std::memset(modes.c_cc, _POSIX_VDISABLE, sizeof modes.c_cc);
-        modes.c_lflag = ICANON;
-        modes.c_cflag = CS8 | CREAD;
-        modes.c_cc[VEOF] = 4;
-        int terminal = -1;
-        const pid_t child = forkpty(&terminal, nullptr, &modes, nullptr);
-        if (child == 0) {
-            setenv("TERM", "dumb", 1);
-            setenv("KSIGIL_TOKEN", file("token.db").c_str(), 1);
-            setenv("TMPDIR", path().c_str(), 1);
-            execl(QVSH, QVSH, "any", nullptr);
-        }
-        send(terminal, input + "\4\4\4\4");
-        std::string written;
-        char byte = 0;
-        while (read(terminal, &byte, 1) == 1) {
-            written += byte == '\n' ? '/' : byte;
-        }
-        int status = -1;
-        waitpid(child, &status, 0);
-        close(terminal);
-        EXPECT_THAT(written, EndsWith("-----/" + expected)) << input;
-        EXPECT_EQ(status, 0) << input;
+        put(file("input"), input + "\4\4\4\4");
+        EXPECT_THAT(run(shell), EndsWith("-----/" + expected + "0")) << input;
     }
 }
 

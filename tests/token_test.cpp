@@ -26,8 +26,7 @@ class TokenTest : public testing::Test {
   protected:
     TokenTest() {
         putFreshImage(path_);
-        std::string why;
-        EXPECT_EQ(slot_.connect(connection_, why), Outcome::good) << why;
+        connection_ = connectionTo(slot_);
     }
 
     std::string send(const std::string& ins, const std::string& data) {
@@ -228,6 +227,11 @@ void putVersion(const std::string& path) {
     sql(path, "PRAGMA user_version = " + std::to_string(version));
 }
 
+struct ImageFileTest : testing::Test {
+    const ScratchFolder folder{Medium::disk};
+    const std::string image = folder.file("token.db");
+};
+
 // Why it is refused, and how it is made.
 const std::pair<const char*, void (*)(const std::string& path)> wrongPlaces[] = {
     {"is not a file", [](const std::string& path) { fs::create_directory(path); }},
@@ -252,10 +256,10 @@ const std::pair<const char*, void (*)(const std::string& path)> wrongPlaces[] = 
     {"cannot be found",
      [](const std::string& path) { fs::create_symlink(path + ".nothing", path); }}};
 
-TEST(ImageFileTest, WhatIsNoImageIsNeverWritten) {
+TEST_F(ImageFileTest, WhatIsNoImageIsNeverWritten) {
     for (const auto& [reason, prepare] : wrongPlaces) {
-        const ScratchFolder folder(Medium::disk);
-        const std::string path = folder.file("a 100%?#.db");
+        const ScratchFolder own(Medium::disk);
+        const std::string path = own.file("a 100%?#.db");
         prepare(path);
         const bool file = fs::is_regular_file(path);
         const std::string before = file ? contentOf(path) : "";
@@ -264,8 +268,7 @@ TEST(ImageFileTest, WhatIsNoImageIsNeverWritten) {
     }
 }
 
-TEST(ImageFileTest, PlacesThatCannotBeUsedAreRefused) {
-    const ScratchFolder folder(Medium::disk);
+TEST_F(ImageFileTest, PlacesThatCannotBeUsedAreRefused) {
     EXPECT_THAT(connectTo({folder.file("no/token.db"), false}), HasSubstr("cannot be found"));
     EXPECT_FALSE(fs::exists(folder.file("no")));
     EXPECT_THAT(connectTo({"", true}), HasSubstr("has no place"));
@@ -273,7 +276,6 @@ TEST(ImageFileTest, PlacesThatCannotBeUsedAreRefused) {
     putText(folder.file("file"));
     EXPECT_THAT(connectTo({folder.file("file/ksigil/token.db"), true}), HasSubstr("folder"));
 
-    const std::string image = folder.file("token.db");
     putFreshImage(image);
     sqlite3* holder = nullptr;
     sqlite3_open(image.c_str(), &holder);
@@ -294,16 +296,14 @@ TEST(ImageFileTest, PlacesThatCannotBeUsedAreRefused) {
     EXPECT_THAT(connectTo({image, false}), HasSubstr("put the image back"));
 }
 
-TEST(ImageFileTest, ACrashInTheMidstOfAChangeIsNoReasonToRefuse) {
-    const ScratchFolder folder(Medium::disk);
-    const std::string path = folder.file("token.db");
-    putFreshImage(path);
-    fs::resize_file(path, fs::file_size(path) - 4096);  // the first page still counts what is gone
-    EXPECT_TRUE(token::isImage(path));
+TEST_F(ImageFileTest, ACrashInTheMidstOfAChangeIsNoReasonToRefuse) {
+    putFreshImage(image);
+    // The first page still counts what is gone.
+    fs::resize_file(image, fs::file_size(image) - 4096);
+    EXPECT_TRUE(token::isImage(image));
 }
 
-TEST(ImageFileTest, TheDefaultPlaceIsMadeForItsOwnerAlone) {
-    const ScratchFolder folder(Medium::disk);
+TEST_F(ImageFileTest, TheDefaultPlaceIsMadeForItsOwnerAlone) {
     const std::string path = folder.file("share/ksigil/token.db");
     const mode_t mask = umask(0277);
     EXPECT_EQ(connectTo({path, true}), "good");
@@ -314,7 +314,7 @@ TEST(ImageFileTest, TheDefaultPlaceIsMadeForItsOwnerAlone) {
     EXPECT_EQ(fs::status(folder.file("share")).permissions(), fs::perms(0700));
 }
 
-TEST(ImageFileTest, TheEnvironmentNamesThePlace) {
+TEST_F(ImageFileTest, TheEnvironmentNamesThePlace) {
     const std::array<const char*, 4> cases[] = {
         {"t.db", "/data", "/home/x", "t.db"},
         {"", "/data", "/home/x", "/data/ksigil/token.db"},
@@ -329,26 +329,22 @@ TEST(ImageFileTest, TheEnvironmentNamesThePlace) {
     }
 }
 
-TEST(ImageFileTest, ALinkToAnImageLeadsToTheSameToken) {
-    const ScratchFolder folder(Medium::disk);
-    putFreshImage(folder.file("token.db"));
+TEST_F(ImageFileTest, ALinkToAnImageLeadsToTheSameToken) {
+    putFreshImage(image);
     fs::create_symlink("token.db", folder.file("link.db"));
-    token::Slot one({folder.file("token.db"), false});
+    token::Slot one({image, false});
     token::Slot other({folder.file("link.db"), false});
-    std::unique_ptr<token::Connection> first;
-    std::unique_ptr<token::Connection> second;
-    std::string why;
-    ASSERT_EQ(one.connect(first, why), Outcome::good) << why;
-    ASSERT_EQ(other.connect(second, why), Outcome::good) << why;
+    const auto first = connectionTo(one);
+    const auto second = connectionTo(other);
     answer(*first, frameOf("a4", "0001003f"));
     EXPECT_EQ(answer(*second, frameOf("d2", "000000")), "00000090");
 
     // Another image in its place would meet a power that is not its own.
-    fs::remove(folder.file("token.db"));
-    putFreshImage(folder.file("token.db"));
-    const std::string before = contentOf(folder.file("token.db"));
-    EXPECT_THAT(connectTo({folder.file("token.db"), false}), HasSubstr("another image"));
-    EXPECT_EQ(contentOf(folder.file("token.db")), before);
+    fs::remove(image);
+    putFreshImage(image);
+    const std::string before = contentOf(image);
+    EXPECT_THAT(connectTo({image, false}), HasSubstr("another image"));
+    EXPECT_EQ(contentOf(image), before);
 }
 
 }  // namespace

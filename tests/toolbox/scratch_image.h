@@ -4,7 +4,8 @@
 
 #include "tests/toolbox/bytes.h"
 #include "tests/toolbox/scratch_folder.h"
-#include "token/door/connection.h"
+#include "token/base/fault.h"
+#include "token/door/slot.h"
 #include "token/image/make_image.h"
 
 // Puts a fresh image at the path: a copy, of the build's if there is one, since the making of an
@@ -21,6 +22,16 @@ inline void putFreshImage(const std::string& path) {
     }();
     put(path, fresh);
     std::filesystem::permissions(path, std::filesystem::perms(0600));
+}
+
+// A connection to the token. A test that gets none ends.
+inline std::unique_ptr<token::Connection> connectionTo(token::Slot& slot) {
+    std::unique_ptr<token::Connection> connection;
+    std::string why;
+    if (slot.connect(connection, why) != token::Outcome::good) {
+        throw token::Fault(why);
+    }
+    return connection;
 }
 
 // A whole frame from the instruction byte and the data field, both in hexadecimal.
