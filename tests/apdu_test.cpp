@@ -1,4 +1,4 @@
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include "apdulib/apdu_directory.h"
 #include "apdulib/apdu_file.h"
@@ -51,46 +51,35 @@ TEST(Frames, BytesAndRoom) {
     }
 }
 
-// By the low half of the token's result numbers; the number comes behind.
-const std::map<u32, std::string> tokenTexts{
-    {0x6400, "General failure. "},
-    {0x6401, "Not enough memory on host machine. "},
-    {0x6402, "Internal (implementation) error. "},
-    {0x6403, "Bad parameters given to command. "},
-    {0x6404, "No file selected. "},
-    {0x6405, "Bad file selected. "},
-    {0x6406, "File is not a leaf (cannot be deleted). "},
-    {0x6407, "Bad path (not found). "},
-    {0x6408, "Illegal File ID. "},
-    {0x6409, "Not enough memory on token. "},
-    {0x640a, "Output buffer given too small "},
-    {0x640b, "File size incorrect "},
-    {0x640c, "Token unmounted. "},
-    {0x640d, "Invalid granularity. "},
-    {0x640e, "Total of areas not equal to file system size. "},
-    {0x640f, "Total of areas not equal to file system size. "},
-    {0x6410, "Number of FAT entries not >= 1. "},
-    {0x6411, "Invalid secret area size "},
-    {0x6412, "Invalid private area size "},
-    {0x6413, "Invalid public area size "},
-    {0x6414, "Token memory too fragmented "},
-    {0x6415, "No key selected "},
-    {0x6416, "Bad Pin size "},
-    {0x6581, "EE memory corrupted. "},
-    {0x6800, "Unsupported operation. "},
-    {0x6982, "Security privilege not high enough. "},
-    {0x6a86, "Bad P1 or P2. "},
-    {0x6a87, "Bad datal length. (Lc field) "},
-    {0x9000, "Success "}};
-
 TEST(ErrorText, OfEachNumberOfTheToken) {
-    for (u32 low = 0; low <= 0xFFFF; ++low) {
-        const u32 rv = 0xE0060000 + low;
-        std::ostringstream expected;
-        expected << (tokenTexts.contains(low) ? tokenTexts.at(low) : "No error code. ") << "0x"
-                 << std::hex << rv;
-        EXPECT_EQ(errorText(rv), expected.str());
+    std::vector<std::string> known;
+    for (u32 rv = 0xE0060000; rv <= 0xE006FFFF; ++rv) {
+        std::ostringstream unknown;
+        unknown << "No error code. 0x" << std::hex << rv;
+        if (errorText(rv) != unknown.str()) {
+            known.push_back(errorText(rv));
+        }
     }
+    EXPECT_THAT(
+        known,
+        testing::ElementsAre(
+            "General failure. 0xe0066400", "Not enough memory on host machine. 0xe0066401",
+            "Internal (implementation) error. 0xe0066402",
+            "Bad parameters given to command. 0xe0066403", "No file selected. 0xe0066404",
+            "Bad file selected. 0xe0066405", "File is not a leaf (cannot be deleted). 0xe0066406",
+            "Bad path (not found). 0xe0066407", "Illegal File ID. 0xe0066408",
+            "Not enough memory on token. 0xe0066409", "Output buffer given too small 0xe006640a",
+            "File size incorrect 0xe006640b", "Token unmounted. 0xe006640c",
+            "Invalid granularity. 0xe006640d",
+            "Total of areas not equal to file system size. 0xe006640e",
+            "Total of areas not equal to file system size. 0xe006640f",
+            "Number of FAT entries not >= 1. 0xe0066410", "Invalid secret area size 0xe0066411",
+            "Invalid private area size 0xe0066412", "Invalid public area size 0xe0066413",
+            "Token memory too fragmented 0xe0066414", "No key selected 0xe0066415",
+            "Bad Pin size 0xe0066416", "EE memory corrupted. 0xe0066581",
+            "Unsupported operation. 0xe0066800", "Security privilege not high enough. 0xe0066982",
+            "Bad P1 or P2. 0xe0066a86", "Bad datal length. (Lc field) 0xe0066a87",
+            "Success 0xe0069000"));
 }
 
 TEST(ErrorText, OfOtherNumbers) {
@@ -98,7 +87,6 @@ TEST(ErrorText, OfOtherNumbers) {
                                                  {0x8006640C, "Token unmounted. 0x8006640c"},
                                                  {0x1006640C, "0x1006640c"},
                                                  {0xE016640C, "0xe016640c"},
-                                                 {0xE0066300, "No error code. 0xe0066300"},
                                                  {0x80070057, "Invalid Parameter.0x80070057"}};
     for (const auto& [rv, text] : cases) {
         EXPECT_EQ(errorText(rv), text);

@@ -22,9 +22,9 @@ class EmbeddedTest : public testing::Test {
 
     u32 connect() {
         u32 card = 0;
-        u32 protocol = 0;
-        EXPECT_EQ(manager_.connect(context_, reader, shared, anyProtocol, card, protocol, why_), 0);
-        EXPECT_EQ(protocol, t1);
+        EXPECT_EQ(manager_.connect(context_, reader, shared, anyProtocol, card, protocol_, why_),
+                  0U);
+        EXPECT_EQ(protocol_, t1);
         return card;
     }
 
@@ -44,6 +44,7 @@ class EmbeddedTest : public testing::Test {
     std::string why_;
     u32 context_ = 0;
     u32 card_ = 0;
+    u32 protocol_ = 0;
     u8 reply_[64] = {};
 };
 
@@ -90,7 +91,6 @@ TEST_F(EmbeddedTest, KnowsOnlyTheHandlesThatAreOpen) {
 
 TEST_F(EmbeddedTest, ResetsByDispositionAndSparesWhoAsked) {
     const u32 other = connect();
-    u32 protocol = 0;
     for (const u32 disposition : {1U, 2U, 0U, 3U}) {
         const bool resets = disposition == 1 || disposition == 2;
         const u32 third = connect();
@@ -98,23 +98,21 @@ TEST_F(EmbeddedTest, ResetsByDispositionAndSparesWhoAsked) {
         EXPECT_EQ(manager_.end(card_, disposition), 0U);
         EXPECT_EQ(list(card_), 0U);
         EXPECT_EQ(list(other), resets ? 0x80100068U : 0U);
-        EXPECT_EQ(manager_.reconnect(other, shared, anyProtocol, disposition, protocol), 0U);
+        EXPECT_EQ(manager_.reconnect(other, shared, anyProtocol, disposition, protocol_), 0U);
         EXPECT_EQ(list(other), 0U);
         EXPECT_EQ(list(card_), resets ? 0x80100068U : 0U);
         EXPECT_EQ(manager_.disconnect(third, disposition), 0U);
         EXPECT_EQ(list(other), resets ? 0x80100068U : 0U);
-        EXPECT_EQ(manager_.reconnect(other, shared, anyProtocol, 0, protocol), 0U);
-        EXPECT_EQ(manager_.reconnect(card_, shared, anyProtocol, 0, protocol), 0U);
+        EXPECT_EQ(manager_.reconnect(other, shared, anyProtocol, 0, protocol_), 0U);
+        EXPECT_EQ(manager_.reconnect(card_, shared, anyProtocol, 0, protocol_), 0U);
     }
 }
 
 TEST_F(EmbeddedTest, TellsARemovedTokenFromAnAbsentOne) {
     token::Slot({path_, false}).remove();
-    u32 card = 0;
-    u32 protocol = 0;
     EXPECT_EQ(list(card_), 0x80100069U);
-    EXPECT_EQ(manager_.reconnect(card_, shared, anyProtocol, 0, protocol), 0x80100069U);
-    EXPECT_EQ(manager_.connect(context_, reader, shared, anyProtocol, card, protocol, why_),
+    EXPECT_EQ(manager_.reconnect(card_, shared, anyProtocol, 0, protocol_), 0x80100069U);
+    EXPECT_EQ(manager_.connect(context_, reader, shared, anyProtocol, card_, protocol_, why_),
               0x8010000CU);
 }
 

@@ -17,9 +17,11 @@
 
 namespace {
 
+using Os = token::System;
+
 // Stands in front of the operating system while it exists. The nth call that changes something
 // fails with EIO, or ends the process before it is made.
-class FrontSystem final : public token::System {
+class FrontSystem final : public Os {
   public:
     using Path = const std::string&;
     using File = const token::File&;
@@ -34,41 +36,33 @@ class FrontSystem final : public token::System {
 
     bool hasStruck() const { return callsLeft_ < 0; }
 
-    int makeFolder(Path path) override { return isHit() ? EIO : System::makeFolder(path); }
+    int makeFolder(Path path) override { return hit() ? EIO : Os::makeFolder(path); }
     int makeFileBeside(Path path, std::string& made) override {
-        return isHit() ? EIO : System::makeFileBeside(path, made);
+        return hit() ? EIO : Os::makeFileBeside(path, made);
     }
-    int syncFile(Path path) override { return isHit() ? EIO : System::syncFile(path); }
-    int syncFolder(Path path) override { return isHit() ? EIO : System::syncFolder(path); }
-    int addName(Path path, Path name) override {
-        return isHit() ? EIO : System::addName(path, name);
-    }
-    int renameToNew(Path from, Path to) override {
-        return isHit() ? EIO : System::renameToNew(from, to);
-    }
-    int renameOver(Path from, Path to) override {
-        return isHit() ? EIO : System::renameOver(from, to);
-    }
-    int remove(Path path) override { return isHit() ? EIO : System::remove(path); }
+    int syncFile(Path path) override { return hit() ? EIO : Os::syncFile(path); }
+    int syncFolder(Path path) override { return hit() ? EIO : Os::syncFolder(path); }
+    int addName(Path path, Path name) override { return hit() ? EIO : Os::addName(path, name); }
+    int renameToNew(Path from, Path to) override { return hit() ? EIO : Os::renameToNew(from, to); }
+    int renameOver(Path from, Path to) override { return hit() ? EIO : Os::renameOver(from, to); }
+    int remove(Path path) override { return hit() ? EIO : Os::remove(path); }
     int openLockFile(Path path, token::File& file) override {
-        return isHit() ? EIO : System::openLockFile(path, file);
+        return hit() ? EIO : Os::openLockFile(path, file);
     }
     int giveToOwnerOf(Path path, File file) override {
-        return isHit() ? EIO : System::giveToOwnerOf(path, file);
+        return hit() ? EIO : Os::giveToOwnerOf(path, file);
     }
     int writeStart(File file, std::span<const std::byte> bytes) override {
-        return isHit() ? EIO : System::writeStart(file, bytes);
+        return hit() ? EIO : Os::writeStart(file, bytes);
     }
-    int lock(File file, std::int64_t at) override { return isHit() ? EIO : System::lock(file, at); }
-    int tryLock(File file, std::int64_t at) override {
-        return isHit() ? EIO : System::tryLock(file, at);
-    }
+    int lock(File file, std::int64_t at) override { return hit() ? EIO : Os::lock(file, at); }
+    int tryLock(File file, std::int64_t at) override { return hit() ? EIO : Os::tryLock(file, at); }
     int makeMemory(std::size_t bytes, std::int32_t& number, void*& address) override {
-        return isHit() ? EIO : System::makeMemory(bytes, number, address);
+        return hit() ? EIO : Os::makeMemory(bytes, number, address);
     }
 
   private:
-    bool isHit() {
+    bool hit() {
         const bool now = callsLeft_-- == 0;
         if (now && strike_ == Strike::end) {
             _exit(0);

@@ -20,66 +20,32 @@ namespace {
 
 using testing::EndsWith, testing::HasSubstr, testing::Not;
 
-// What a terminal of 80 columns shows, with so many rows that no test needs what scrolls off.
-class Screen {
-  public:
-    Screen() {
-        vterm_set_utf8(terminal_.get(), 1);
-        vterm_screen_reset(vterm_obtain_screen(terminal_.get()), 1);
-    }
-
-    void feed(const std::string& bytes) {
-        vterm_input_write(terminal_.get(), bytes.data(), bytes.size());
-    }
-
-    // All up to the cursor's row, and to the cursor there at least.
-    std::string text() const {
-        VTermPos cursor;
-        vterm_state_get_cursorpos(vterm_obtain_state(terminal_.get()), &cursor);
-        std::string all(rows * columns * 4, '\0');
-        all.resize(vterm_screen_get_text(vterm_obtain_screen(terminal_.get()), all.data(),
-                                         all.size(), {0, cursor.row + 1, 0, columns}));
-        const std::size_t row = all.size() - (all.rfind('\n') + 1);
-        return all.append(std::max<std::size_t>(static_cast<std::size_t>(cursor.col), row) - row,
-                          ' ');
-    }
-
-  private:
-    static constexpr int rows = 1000;
-    static constexpr int columns = 80;
-
-    std::unique_ptr<VTerm, void (*)(VTerm*)> terminal_{vterm_new(rows, columns), vterm_free};
-};
-
-void send(int file, const std::string& bytes) {
-    EXPECT_EQ(write(file, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
-}
-
 // The embedded token, which writes down what it is asked for: "b", the frames' instructions, "e".
 class WritingManager : public platform::EmbeddedResourceManager {
   public:
     explicit WritingManager(const std::string& folder)
         : EmbeddedResourceManager({folder + "/token.db", false}),
-          file_(open((folder + "/frames").c_str(), O_WRONLY | O_APPEND | O_CREAT, 0600)) {
+          frames_(folder + "/frames", std::ios::app) {
+        frames_ << std::unitbuf;
         platform::useResourceManager(this);
     }
 
     u32 begin(u32 card, std::string& why) override {
         const u32 rv = EmbeddedResourceManager::begin(card, why);
-        send(file_, "b");
+        frames_ << "b";
         return rv;
     }
     u32 end(u32 card, u32 how) override {
-        send(file_, " e ");
+        frames_ << " e ";
         return EmbeddedResourceManager::end(card, how);
     }
     u32 transmit(u32 card, u32 header, const u8* frame, u32 length, u8* reply, u32& room) override {
-        send(file_, " " + hexOf({frame + 1, 1}));
+        frames_ << " " << hexOf({frame + 1, 1});
         return EmbeddedResourceManager::transmit(card, header, frame, length, reply, room);
     }
 
   private:
-    int file_;
+    std::ofstream frames_;
 };
 
 // A shell at a terminal, in a foreground job of its own, as a login shell would start it.
@@ -91,7 +57,7 @@ class Sitting {
         const std::string& folder, const Setup& setup = [] {}) {
         int reports[2];
         EXPECT_EQ(pipe(reports), 0);
-        const winsize size{24, 80, 0, 0};
+        const winsize size{24, columns, 0, 0};
         leader_ = forkpty(&terminal_, nullptr, nullptr, &size);
         if (leader_ == 0) {
             lead(folder, setup, reports[1]);
@@ -101,6 +67,8 @@ class Sitting {
         EXPECT_EQ(read(reports_, &shell, sizeof shell), ssize_t{sizeof shell});
         EXPECT_EQ(read(reports_, &before, sizeof before), ssize_t{sizeof before});
         fcntl(terminal_, F_SETFL, O_NONBLOCK);
+        vterm_set_utf8(screen_.get(), 1);
+        vterm_screen_reset(vterm_obtain_screen(screen_.get()), 1);
     }
     Sitting(const Sitting&) = delete;
     Sitting& operator=(const Sitting&) = delete;
@@ -119,13 +87,24 @@ class Sitting {
         }
     }
 
+    // All that the screen shows up to the cursor's row, and to the cursor there at least.
+    std::string text() const {
+        VTermPos cursor;
+        vterm_state_get_cursorpos(vterm_obtain_state(screen_.get()), &cursor);
+        std::string all(rows * columns * 4, '\0');
+        all.resize(vterm_screen_get_text(vterm_obtain_screen(screen_.get()), all.data(), all.size(),
+                                         {0, cursor.row + 1, 0, columns}));
+        const std::size_t length = all.size() - (all.rfind('\n') + 1);
+        return all.append(std::max(static_cast<std::size_t>(cursor.col), length) - length, ' ');
+    }
+
     // Waits until the screen ends so.
     void expect(const std::string& ending) {
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        while (!screen.text().ends_with(ending) && std::chrono::steady_clock::now() < deadline &&
+        while (!text().ends_with(ending) && std::chrono::steady_clock::now() < deadline &&
                turn(POLLIN)) {
         }
-        EXPECT_THAT(screen.text(), EndsWith(ending));
+        EXPECT_THAT(text(), EndsWith(ending));
     }
     void expect(const std::string& keys, const std::string& ending) {
         type(keys);
@@ -151,12 +130,11 @@ class Sitting {
                std::memcmp(now.c_cc, before.c_cc, sizeof now.c_cc) == 0;
     }
 
-    void resize(unsigned short columns) const {
-        const winsize size{24, columns, 0, 0};
+    void resize(unsigned short width) const {
+        const winsize size{24, width, 0, 0};
         ioctl(terminal_, TIOCSWINSZ, &size);
     }
 
-    Screen screen;
     pid_t shell = 0;
     termios before{};
 
@@ -209,12 +187,16 @@ class Sitting {
             std::string bytes(65536, '\0');
             const ssize_t count = read(terminal_, bytes.data(), bytes.size());
             bytes.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
-            screen.feed(bytes);
+            vterm_input_write(screen_.get(), bytes.data(), bytes.size());
             return count > 0;
         }
         return (waiting.revents & POLLOUT) != 0;
     }
 
+    static constexpr int rows = 1000;  // so many that no test needs what scrolls off
+    static constexpr int columns = 80;
+
+    std::unique_ptr<VTerm, void (*)(VTerm*)> screen_{vterm_new(rows, columns), vterm_free};
     pid_t leader_ = 0;
     int terminal_ = -1;
     int reports_ = -1;

@@ -4,6 +4,7 @@
 
 #include <array>
 
+#include "tests/toolbox/process.h"
 #include "tests/toolbox/scratch_image.h"
 #include "tests/toolbox/sql.h"
 #include "token/door/slot.h"
@@ -221,46 +222,37 @@ void putText(const std::string& path) {
     put(path, std::string(5000, 'x'));
 }
 
-template <int version>
-void putVersion(const std::string& path) {
-    putFreshImage(path);
-    sql(path, "PRAGMA user_version = " + std::to_string(version));
-}
-
 struct ImageFileTest : testing::Test {
     const ScratchFolder folder{Medium::disk};
     const std::string image = folder.file("token.db");
 };
 
-// Why it is refused, and how it is made.
-const std::pair<const char*, void (*)(const std::string& path)> wrongPlaces[] = {
-    {"is not a file", [](const std::string& path) { fs::create_directory(path); }},
-    {"is not a file", [](const std::string& path) { mkfifo(path.c_str(), 0600); }},
-    {"is empty", [](const std::string& path) { put(path, ""); }},
-    {"is not a token image", putText},
-    {"is not a token image",  // in write-ahead mode, which an opening to write would touch
-     [](const std::string& path) { sql(path, "PRAGMA journal_mode = WAL; CREATE TABLE t (x)"); }},
-    {"is a token image of version 1", putVersion<1>},
-    {"is a token image of version 2", putVersion<2>},
-    {"is a token image of version 4; this program knows version 3", putVersion<4>},
-    {"no such table",
-     [](const std::string& path) {
-         sql(path,
-             "PRAGMA application_id = 0x6B536967; PRAGMA user_version = 3; CREATE TABLE t (x)");
-     }},
-    {"has a second name",
-     [](const std::string& path) {
-         putFreshImage(path);
-         fs::create_hard_link(path, path + ".second");
-     }},
-    {"cannot be found",
-     [](const std::string& path) { fs::create_symlink(path + ".nothing", path); }}};
+// Why the file is refused, the command that makes it, and the statements on it.
+const std::array<std::string, 3> wrongPlaces[] = {
+    {"is not a file", "mkdir", ""},
+    {"is not a file", "mkfifo", ""},
+    {"is empty", "touch", ""},
+    {"is not a token image", "seq 1000 >", ""},
+    // In write-ahead mode, which an opening to write would touch.
+    {"is not a token image", ":", "PRAGMA journal_mode = WAL; CREATE TABLE t (x)"},
+    {"is a token image of version 1", "cp fresh", "PRAGMA user_version = 1"},
+    {"is a token image of version 2", "cp fresh", "PRAGMA user_version = 2"},
+    {"is a token image of version 4; this program knows version 3", "cp fresh",
+     "PRAGMA user_version = 4"},
+    {"no such table", ":",
+     "PRAGMA application_id = 0x6B536967; PRAGMA user_version = 3; CREATE TABLE t (x)"},
+    {"has a second name", "ln fresh", ""},
+    {"cannot be found", "ln -s nothing", ""}};
 
 TEST_F(ImageFileTest, WhatIsNoImageIsNeverWritten) {
-    for (const auto& [reason, prepare] : wrongPlaces) {
+    for (const auto& [reason, command, statements] : wrongPlaces) {
         const ScratchFolder own(Medium::disk);
         const std::string path = own.file("a 100%?#.db");
-        prepare(path);
+        putFreshImage(own.file("fresh"));
+        EXPECT_EQ(::run("cd " + own.path() + "; " + command + " 'a 100%?#.db'"), "0");
+        if (!statements.empty()) {
+            sql(path, statements);
+        }
         const bool file = fs::is_regular_file(path);
         const std::string before = file ? contentOf(path) : "";
         EXPECT_THAT(connectTo({path, false}), HasSubstr(reason));

@@ -21,12 +21,8 @@ inline std::string hexOf(std::span<const std::uint8_t> bytes) {
 
 // Blanks between the digits are of no account.
 inline Bytes bytesOf(std::string_view hex) {
-    std::string digits;
-    for (const char c : hex) {
-        if (c != ' ') {
-            digits += c;
-        }
-    }
+    std::string digits(hex);
+    std::erase(digits, ' ');
     Bytes bytes;
     for (std::size_t at = 0; at + 1 < digits.size(); at += 2) {
         bytes.push_back(static_cast<std::uint8_t>(std::stoul(digits.substr(at, 2), nullptr, 16)));

@@ -62,11 +62,6 @@ class Process {
         return std::string(line, std::strcspn(line, "\n"));
     }
 
-    std::string ask(const std::string& word) {
-        say(word);
-        return hear();
-    }
-
     void signal(int number) { kill(id_, number); }
 
     // Gives the status that it ends with, -1 if it has ended before.

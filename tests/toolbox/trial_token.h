@@ -31,10 +31,9 @@ const std::string keyValue = "74776f20666163746f722076616c7565";          // "tw
 const std::string privateText = [] {
     std::string text;
     for (int i = 1000; i < 1250; ++i) {
-        const std::string words = "private " + std::to_string(i);
-        text += hexOf({reinterpret_cast<const std::uint8_t*>(words.data()), words.size()});
+        text += "private " + std::to_string(i);
     }
-    return text;
+    return hexOf(Bytes(text.begin(), text.end()));
 }();
 
 struct TrialToken {
