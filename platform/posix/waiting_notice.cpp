@@ -1,12 +1,11 @@
 #include "platform/waiting_notice.h"
 
 #include <condition_variable>
-#include <csignal>
 #include <mutex>
 #include <optional>
-#include <system_error>
 #include <thread>
 
+#include "platform/quiet_thread.h"
 #include "platform/resource_manager.h"
 
 namespace platform {
@@ -15,22 +14,13 @@ namespace {
 thread_local const WaitingNotice* noticeOfThread = nullptr;
 thread_local bool silent = false;
 
-// Looks on from another thread while a begin waits. The begin itself cannot be cut short.
+// Looks on from another thread while a begin waits. The begin itself cannot be cut short. Where no
+// thread can be had, nobody is told of the wait.
 class Watch {
   public:
     Watch(const WaitingNotice& notice, ResourceManager& manager, std::uint32_t card)
         : notice_(notice), manager_(manager), card_(card) {
-        // Signals are for the threads that were there before.
-        sigset_t all;
-        sigset_t usual;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &usual);
-        try {
-            thread_ = std::thread([this] { look(); });
-        } catch (const std::system_error&) {
-            // Nobody is told of this wait.
-        }
-        pthread_sigmask(SIG_SETMASK, &usual, nullptr);
+        thread_ = startQuietThread([this] { look(); });
     }
     Watch(const Watch&) = delete;
     Watch& operator=(const Watch&) = delete;

@@ -4,16 +4,15 @@
 
 #include <atomic>
 #include <condition_variable>
-#include <csignal>
 #include <exception>
 #include <mutex>
-#include <system_error>
 #include <thread>
 
 #include "Components/qv_aid/qv_filesystem.h"
 #include "apdulib/rm_apdutalker.h"
 #include "include/reader_name.h"
 #include "include/result_numbers.h"
+#include "platform/quiet_thread.h"
 #include "platform/waiting_notice.h"
 #include "platform/win32.h"
 
@@ -128,17 +127,9 @@ std::optional<std::vector<QVFileInfo>> TokenLook::children(const std::string& pa
         running_.reset();
     }
     running_ = std::make_shared<Look>(path);
-    sigset_t all;
-    sigset_t usual;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &usual);
-    try {
-        running_->thread = std::thread([look = running_] { look->run(); });
-    } catch (const std::system_error&) {
+    running_->thread = platform::startQuietThread([look = running_] { look->run(); });
+    if (!running_->thread.joinable()) {
         running_.reset();
-    }
-    pthread_sigmask(SIG_SETMASK, &usual, nullptr);
-    if (!running_) {
         return std::nullopt;
     }
     if (!isDoneBy()) {
