@@ -5,11 +5,11 @@
 
 #include "platform/absent_resource_manager.h"
 #include "platform/embedded_resource_manager.h"
-#include "platform/printable.h"
 #include "platform/reader_target.h"
 #include "token/image/image_place.h"
 #ifdef KSIGIL_SYSTEM_PCSC
 #include "platform/system_resource_manager.h"
+#include "token/base/printable.h"
 #endif
 
 namespace platform {
@@ -56,7 +56,7 @@ bool isReaderEmbedded() {
 }
 
 std::string readerTarget() {
-    return printable(resourceManager().leadsTo());
+    return token::printable(resourceManager().leadsTo());
 }
 
 }  // namespace platform

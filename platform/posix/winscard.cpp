@@ -4,9 +4,9 @@
 #include <cstdio>
 
 #include "platform/posix/winscard_names.h"
-#include "platform/printable.h"
 #include "platform/resource_manager.h"
 #include "platform/waiting_notice.h"
+#include "token/base/printable.h"
 
 using platform::resourceManager;
 
@@ -18,7 +18,7 @@ LONG reported(const char* attempt, DWORD rv, const std::string& why) {
         std::array<char, 16> number{};
         std::snprintf(number.data(), number.size(), " (0x%x)", rv);
         const std::string line = std::string("ksigil: cannot ") + attempt + ": " +
-                                 platform::printable(why) + number.data() + "\n";
+                                 token::printable(why) + number.data() + "\n";
         if (write(STDERR_FILENO, line.data(), line.size()) < 0) {
             // Nobody is left to be told.
         }

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "token/base/fault.h"
+#include "token/base/printable.h"
 #include "token/care/backup.h"
 #include "token/care/check.h"
 #include "token/care/create.h"
@@ -21,6 +22,8 @@
 #include "token/reader/serve.h"
 #include "token/tool/overview_text.h"
 #include "token/tool/password_line.h"
+
+using token::printable;
 
 namespace {
 
@@ -57,7 +60,7 @@ void prepareProcess() {
 int create(const Options& options) {
     const std::string path = pathToMake(options);
     token::createToken(path);
-    std::cout << "Made the image " << path << ". Its password is 1234: change it.\n";
+    std::cout << "Made the image " << printable(path) << ". Its password is 1234: change it.\n";
     return good;
 }
 
@@ -90,10 +93,10 @@ int check(const Options& options) {
     const std::optional<token::WipedKey> key = keyFor(options, path, why);
     const token::Findings findings = token::check(path, key ? &*key : nullptr);
     for (const std::string& problem : findings.problems) {
-        std::cout << problem << '\n';
+        std::cout << printable(problem) << '\n';
     }
     if (findings.leftSealed) {
-        std::cout << "Sealed content was not opened: " << why << ".\n";
+        std::cout << "Sealed content was not opened: " << printable(why) << ".\n";
     }
     if (!findings.problems.empty()) {
         std::cout << "The image is damaged; problems: " << findings.problems.size() << ".\n";
@@ -134,16 +137,17 @@ int unblock(const Options& options) {
 int backup(const Options& options) {
     const std::string path = pathOf(options);
     token::backUp(path, options.file);
-    std::cout << "Backed up " << path << " to " << options.file << ".\n";
+    std::cout << "Backed up " << printable(path) << " to " << printable(options.file) << ".\n";
     return good;
 }
 
 int restore(const Options& options) {
     const std::string path = pathToMake(options);
     const std::string kept = token::restore(path, options.file);
-    std::cout << "Restored " << path << " from " << options.file << ".\n";
+    std::cout << "Restored " << printable(path) << " from " << printable(options.file) << ".\n";
     if (!kept.empty()) {
-        std::cout << "What was there is no image that can be read; it is kept as " << kept << ".\n";
+        std::cout << "What was there is no image that can be read; it is kept as "
+                  << printable(kept) << ".\n";
     }
     return good;
 }
@@ -242,7 +246,7 @@ int main(int argc, char** argv) {
     try {
         return run(argc, argv);
     } catch (const std::exception& error) {
-        std::cerr << "ksigil-token: " << error.what() << '\n';
+        std::cerr << "ksigil-token: " << printable(error.what()) << '\n';
         return failed;
     }
 }

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "token/base/printable.h"
 #include "token/image/limits.h"
 #include "token/image/object.h"
 
@@ -55,7 +56,7 @@ bool isBlocked(const token::Overview& overview) {
 
 std::string textOf(const std::string& path, const token::Overview& overview) {
     std::ostringstream text;
-    text << "Image:         " << path << ", version " << overview.version << '\n'
+    text << "Image:         " << token::printable(path) << ", version " << overview.version << '\n'
          << "Serial number: " << digitsOf(overview.serial) << '\n'
          << "In its reader: " << (overview.present ? "yes" : "no") << '\n'
          << "Powered:       " << (overview.powered ? "yes" : "no") << '\n'

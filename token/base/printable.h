@@ -2,7 +2,7 @@
 
 #include <string>
 
-namespace platform {
+namespace token {
 
 // The text with '?' for each byte of a control character, in UTF-8 too, so that a name from outside
 // stays on one line and gives the terminal no orders.
@@ -18,4 +18,4 @@ inline std::string printable(std::string text) {
     return text;
 }
 
-}  // namespace platform
+}  // namespace token
