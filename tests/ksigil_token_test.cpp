@@ -99,7 +99,50 @@ const Case damages[] = {
     {"object SET parent = 1 WHERE id = 4", "3f0000010004: it stands in what is no directory"},
     {"object SET parent = 3 WHERE id = 3", "0003: it is too deep, or its directories"},
     {"sqlite_schema SET rootpage = 3 WHERE name = 'page'", "database: "},
+    {"object SET number = 1 << 57 WHERE id = 4", "0004: its number is out of range"},
+    {"sqlite_sequence SET seq = 1 << 57", "database: its next object's number is out of range"},
+    {"sqlite_schema SET sql = replace(sql, '(parent', '(number') WHERE name = 'object'",
+     "not those"},
+    {"sqlite_schema SET sql = replace(sql, 'INTEGER NOT NULL', 'ANY') WHERE name = 'object'",
+     "not"},
+    {"token SET present = 1; CREATE TABLE '\x1B[31m' (x)", "database: it has more tables"},
     {"token SET present = 2; PRAGMA user_version = 9", "file: .*version 9"}};
+
+// What is done to an image's folder, and why every use of the image is refused.
+const Case plants[] = {
+    {"echo x >t.db-journal; ln t.db-journal other", "t.db-journal .* is a link or no file"},
+    {"ln -s /dev/null t.db-wal", "t.db-wal .* is a link or no file"},
+    {"mkfifo t.db-shm", "t.db-shm .* is a link or no file"},
+    {"echo x >t.db-journal; chmod 622 t.db-journal", "others may write"},
+    {"echo x >t.db-journal; chown 1 t.db-journal || chmod 666 t.db-journal", "another user's"},
+    {"printf 'victim\\331\\325\\005\\371\\040\\241\\143\\327' >t.db-journal; chmod 600 *l",
+     "names anoth"},
+    {"truncate -s 9M t.db", "is longer than any token image"}};
+
+TEST_F(ToolTest, TrustsNothingBesideAnImage) {
+    for (const auto& [plant, said] : plants) {
+        shell("rm -rf *; mkdir empty");
+        putFreshImage(path);
+        shell(plant);
+        const std::string before = shell("sha1sum $(find . -type f | grep -v lock)");
+        for (const std::string command : {"show", "check", "backup b", "unblock"}) {
+            EXPECT_THAT(shell(TOOL " " + command), testing::ContainsRegex(said)) << plant;
+        }
+        EXPECT_THAT(shell("echo logout | " QVSH " any"), testing::ContainsRegex(said)) << plant;
+        EXPECT_EQ(shell("sha1sum $(find . -type f | grep -v lock)"), before) << plant;
+    }
+    shell("rm -rf *");
+    putFreshImage(path);
+    putFreshImage(folder.file("other.db"));
+    EXPECT_THAT(shell("cp other.db kept; " TOOL
+                      " backup 'file:other.db?x='; cmp other.db kept; ls -1 file*"),
+                testing::ContainsRegex("Backed.*file:other.db[?]x=/0$"));
+    EXPECT_THAT(shell(TOOL " --image \"$(printf '\\033[31m')\" show"),
+                testing::HasSubstr("/?[31m"));
+    // As a disk leaves it that lost its end: it can be read, so that this is damage that is found.
+    shell("truncate -s 20000 t.db");
+    EXPECT_THAT(shell(TOOL " check"), testing::EndsWith("/1"));
+}
 
 TEST_F(ToolTest, FindsDamageAndRestoresOverIt) {
     fill();

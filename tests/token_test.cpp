@@ -239,7 +239,7 @@ const std::array<std::string, 3> wrongPlaces[] = {
     {"is a token image of version 2", "cp fresh", "PRAGMA user_version = 2"},
     {"is a token image of version 4; this program knows version 3", "cp fresh",
      "PRAGMA user_version = 4"},
-    {"no such table", ":",
+    {"its tables are not those of an image", ":",
      "PRAGMA application_id = 0x6B536967; PRAGMA user_version = 3; CREATE TABLE t (x)"},
     {"has a second name", "ln fresh", ""},
     {"cannot be found", "ln -s nothing", ""}};

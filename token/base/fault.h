@@ -12,6 +12,12 @@ class Fault : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// What can be read is none of an image's content.
+class Damage : public Fault {
+  public:
+    using Fault::Fault;
+};
+
 // The image belongs to a program that serves it to a reader.
 class Served : public Fault {
   public:

@@ -24,7 +24,9 @@ FileFacts factsOf(const struct stat& about) {
     return {kind,
             {about.st_dev, about.st_ino},
             static_cast<std::uint64_t>(about.st_size),
-            static_cast<std::uint64_t>(about.st_nlink)};
+            static_cast<std::uint64_t>(about.st_nlink),
+            about.st_uid,
+            (about.st_mode & (S_IWGRP | S_IWOTH)) != 0};
 }
 
 int syncAt(const std::string& path, int flags) {
@@ -82,6 +84,18 @@ int System::look(const std::string& path, Links links, FileFacts& facts) {
 
 int System::checkReadable(const std::string& path) {
     return errorOf(access(path.c_str(), R_OK));
+}
+
+int System::readEnd(const std::string& path, std::span<std::byte> bytes) {
+    const File file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+    struct stat about {};
+    if (!file.isOpen() || fstat(file.descriptor(), &about) != 0) {
+        return errno;
+    }
+    const auto length = static_cast<off_t>(bytes.size());
+    const bool isRead = about.st_size < length || pread(file.descriptor(), bytes.data(),
+                                                        bytes.size(), about.st_size - length) >= 0;
+    return isRead ? 0 : errno;
 }
 
 int System::makeFolder(const std::string& path) {
@@ -216,6 +230,10 @@ void System::detachMemory(void* address) {
 
 std::int32_t System::processNumber() {
     return getpid();
+}
+
+std::uint32_t System::userNumber() {
+    return geteuid();
 }
 
 System& system() {

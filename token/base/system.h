@@ -17,6 +17,8 @@ struct FileFacts {
     FileIdentity identity{};
     std::uint64_t size = 0;   // bytes
     std::uint64_t names = 0;  // hard links
+    std::uint32_t owner = 0;
+    bool othersMayWrite = false;  // anybody but the owner
 };
 
 enum class Links { follow, stopAt };
@@ -32,6 +34,8 @@ class System {
     // An absent file is Kind::nothing and no error.
     virtual int look(const std::string& path, Links links, FileFacts& facts);
     virtual int checkReadable(const std::string& path);
+    // Reads the last bytes of a file, following no link. A shorter file leaves `bytes` alone.
+    virtual int readEnd(const std::string& path, std::span<std::byte> bytes);
 
     // Makes a folder with mode 0700, whatever the umask. One that is there is left as it is.
     virtual int makeFolder(const std::string& path);
@@ -78,6 +82,7 @@ class System {
     virtual void detachMemory(void* address);
 
     virtual std::int32_t processNumber();
+    virtual std::uint32_t userNumber();
 };
 
 // The one in use. It outlives all that use it.

@@ -69,6 +69,7 @@ class Check {
     void tokenRow();
     void password();
     void readTree() { tree_.emplace(database_); }
+    void numbers();
     void objects();
     void checkPlace(const ObjectRow& row);
     void limits();
@@ -94,7 +95,7 @@ class Check {
 
 Findings Check::run() {
     static constexpr Step first[] = {&Check::database, &Check::tokenRow, &Check::password,
-                                     &Check::readTree};
+                                     &Check::numbers, &Check::readTree};
     static constexpr Step onTheTree[] = {&Check::objects, &Check::limits, &Check::keys,
                                          &Check::pages};
     beginReading(database_);
@@ -164,6 +165,17 @@ void Check::password() {
     }
     if (!isBetween(query.integer(4), 0, mostFailures)) {
         problem("password", "its count of failed logins is out of range");
+    }
+}
+
+// The last number that was given counts on: the next object gets the next.
+void Check::numbers() {
+    Statement statement(database_, "SELECT seq FROM sqlite_sequence");
+    Query query(statement);
+    while (query.step()) {
+        if (!isBetween(query.integer(0), 0, largestObjectNumber - 1)) {
+            problem("database", "its next object's number is out of range");
+        }
     }
 }
 
@@ -300,7 +312,11 @@ Findings check(const std::string& path, const SecretKey* secret) {
         }
         return {{std::string("file: ") + fault.what()}, false};
     }
-    return Check(path, secret).run();
+    try {
+        return Check(path, secret).run();
+    } catch (const Damage& damage) {
+        return {{std::string("database: ") + damage.what()}, false};
+    }
 }
 
 }  // namespace token

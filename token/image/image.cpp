@@ -149,9 +149,13 @@ void Image::create(std::int64_t parent, const Object& object, const SecretKey* s
         .bind(std::int64_t{object.attribute})
         .bind(std::int64_t{object.size})
         .run();
+    const std::int64_t number = sqlite3_last_insert_rowid(database_.handle());
+    if (number < 1 || number > largestObjectNumber) {
+        throw Fault("the image has no more numbers for objects");
+    }
     if (object.type == typeFile) {
         Object file = object;
-        file.number = sqlite3_last_insert_rowid(database_.handle());
+        file.number = number;
         createPages(file, secret);
     }
 }

@@ -69,6 +69,9 @@ bool isImage(const std::string& path) {
     if (facts.size == 0) {
         throw Fault(path + " is empty, not a token image");
     }
+    if (facts.size > longestImage) {
+        throw Fault(path + " is longer than any token image");
+    }
     if (facts.names > 1) {
         throw Fault(path + " has a second name (a hard link), so its locks would not hold");
     }

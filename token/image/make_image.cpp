@@ -7,38 +7,10 @@
 #include "token/image/new_file.h"
 #include "token/image/password.h"
 #include "token/image/sql.h"
+#include "token/image/tables.h"
 
 namespace token {
 namespace {
-
-constexpr const char* schema = R"(
-PRAGMA journal_mode = MEMORY;
-PRAGMA synchronous = OFF;
-BEGIN;
-CREATE TABLE token (
-    one INTEGER PRIMARY KEY CHECK (one = 1),
-    serial BLOB NOT NULL,
-    present INTEGER NOT NULL) STRICT;
-CREATE TABLE password (
-    one INTEGER PRIMARY KEY CHECK (one = 1),
-    cost_n INTEGER NOT NULL,
-    cost_p INTEGER NOT NULL,
-    salt BLOB NOT NULL,
-    wrapped_key BLOB NOT NULL,
-    failures INTEGER NOT NULL) STRICT;
-CREATE TABLE object (
-    number INTEGER PRIMARY KEY AUTOINCREMENT,
-    parent INTEGER NOT NULL,
-    id INTEGER NOT NULL,
-    type INTEGER NOT NULL,
-    attribute INTEGER NOT NULL,
-    size INTEGER NOT NULL,
-    key BLOB,
-    UNIQUE (parent, id)) STRICT;
-CREATE TABLE page (
-    number INTEGER PRIMARY KEY,
-    bytes BLOB NOT NULL) STRICT;
-)";
 
 Buffer freshSerial() {
     Buffer serial(serialLength);
@@ -62,7 +34,8 @@ void insertPassword(Database& database, Bytes serial) {
 
 void fill(const std::string& path) {
     Database database(path, SQLITE_OPEN_READWRITE);
-    database.execute(schema);
+    database.execute("PRAGMA journal_mode = MEMORY; PRAGMA synchronous = OFF; BEGIN");
+    makeTables(database);
     const Buffer serial = freshSerial();
     Statement token(database, "INSERT INTO token VALUES (1, ?, 1)");
     Query(token).bind(serial).run();

@@ -3,6 +3,9 @@
 #include <chrono>
 #include <thread>
 
+#include "token/image/companions.h"
+#include "token/image/tables.h"
+
 namespace token {
 namespace {
 
@@ -19,13 +22,16 @@ int waitForLock(void*, int looks) {
 }  // namespace
 
 Database openImage(const std::string& path) {
+    needOwnJournals(path);
     Database database(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX);
     sqlite3_busy_handler(database.handle(), waitForLock, nullptr);
-    // An image has neither, so that what is there is another's and must not act.
+    // An image has neither, so that what is there is another's and must not act, even where it
+    // comes behind the look at the tables.
     sqlite3_db_config(database.handle(), SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
     sqlite3_db_config(database.handle(), SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
     sqlite3_db_config(database.handle(), SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
     database.execute("PRAGMA trusted_schema = OFF; PRAGMA cell_size_check = ON");
+    needTables(database);
     return database;
 }
 

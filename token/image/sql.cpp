@@ -1,13 +1,17 @@
 #include "token/image/sql.h"
 
+#include <filesystem>
+
 #include "token/base/fault.h"
 
 namespace token {
 
 Database::Database(const std::string& name, int flags) {
     sqlite3* handle = nullptr;
+    // An absolute name is never taken for a URI, which could lead to another file.
+    const std::string path = std::filesystem::absolute(name);
     const int error =
-        sqlite3_open_v2(name.c_str(), &handle, flags | SQLITE_OPEN_EXRESCODE, nullptr);
+        sqlite3_open_v2(path.c_str(), &handle, flags | SQLITE_OPEN_EXRESCODE, nullptr);
     handle_.reset(handle);
     if (error != SQLITE_OK) {
         throw Fault(sqlite3_errstr(error));
@@ -21,7 +25,15 @@ void Database::execute(const char* sql) {
 }
 
 void Database::fail() const {
-    throw Fault(sqlite3_errmsg(handle()));
+    const std::string words = sqlite3_errmsg(handle());
+    switch (sqlite3_errcode(handle()) & 0xFF) {
+        case SQLITE_ERROR:  // no such table or column
+        case SQLITE_CORRUPT:
+        case SQLITE_NOTADB:
+            throw Damage(words);
+        default:
+            throw Fault(words);
+    }
 }
 
 Statement::Statement(Database& database, const char* sql) : database_(database) {

@@ -10,11 +10,11 @@
 
 namespace token {
 
-// A connection to an SQLite database. Every failure of it, of a statement or of a query is a Fault.
-// One thread at a time.
+// A connection to an SQLite database. Every failure of it, of a statement or of a query is a Fault;
+// it is Damage where the content is to blame. One thread at a time.
 class Database {
   public:
-    // `flags` as sqlite3_open_v2 takes them.
+    // `name` is a path; `flags` as sqlite3_open_v2 takes them.
     Database(const std::string& name, int flags);
 
     void execute(const char* sql);
