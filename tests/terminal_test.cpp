@@ -4,9 +4,11 @@
 #include <termios.h>
 #include <vterm.h>
 
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <iostream>
+#include <system_error>
 
 #include "platform/embedded_resource_manager.h"
 #include "shell/qv_shell.h"
@@ -59,6 +61,9 @@ class Sitting {
         EXPECT_EQ(pipe(reports), 0);
         const winsize size{24, columns, 0, 0};
         leader_ = forkpty(&terminal_, nullptr, nullptr, &size);
+        if (leader_ < 0) {  // its end would be every process's
+            throw std::system_error(errno, std::generic_category(), "no terminal can be had");
+        }
         if (leader_ == 0) {
             lead(folder, setup, reports[1]);
         }
