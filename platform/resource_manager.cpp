@@ -6,10 +6,10 @@
 #include "platform/absent_resource_manager.h"
 #include "platform/embedded_resource_manager.h"
 #include "platform/reader_target.h"
+#include "token/base/printable.h"
 #include "token/image/image_place.h"
 #ifdef KSIGIL_SYSTEM_PCSC
 #include "platform/system_resource_manager.h"
-#include "token/base/printable.h"
 #endif
 
 namespace platform {
