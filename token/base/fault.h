@@ -12,7 +12,7 @@ class Fault : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// What can be read is none of an image's content.
+// The file can be read, but not as the content of an image.
 class Damage : public Fault {
   public:
     using Fault::Fault;

@@ -123,8 +123,7 @@ void Check::database() {
     Statement statement(database_, "PRAGMA integrity_check");
     Query query(statement);
     while (query.step()) {
-        const Bytes text = query.bytes(0);
-        const std::string line(text.begin(), text.end());
+        const std::string line = query.text(0);
         if (line != "ok") {
             problem("database", line);
         }

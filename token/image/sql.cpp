@@ -87,7 +87,7 @@ std::int64_t Query::integer(int column, std::int64_t least, std::int64_t most) c
     const std::int64_t value = integer(column);
     if (sqlite3_column_type(statement_.handle(), column) != SQLITE_INTEGER || value < least ||
         value > most) {
-        throw Fault("a row of the image is damaged");
+        throw Damage("a row of the image is damaged");
     }
     return value;
 }
@@ -104,6 +104,11 @@ Bytes Query::bytes(int column) const {
 }
 
 Buffer Query::buffer(int column) const {
+    const Bytes from = bytes(column);
+    return {from.begin(), from.end()};
+}
+
+std::string Query::text(int column) const {
     const Bytes from = bytes(column);
     return {from.begin(), from.end()};
 }

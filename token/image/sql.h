@@ -62,11 +62,12 @@ class Query {
     void run();
 
     std::int64_t integer(int column) const;
-    // A Fault unless least <= value <= most.
+    // Damage unless least <= value <= most.
     std::int64_t integer(int column, std::int64_t least, std::int64_t most) const;
     bool isNull(int column) const;
     Bytes bytes(int column) const;
     Buffer buffer(int column) const;  // the same bytes, copied
+    std::string text(int column) const;
 
   private:
     Statement& statement_;

@@ -1,6 +1,6 @@
 #include "token/image/tables.h"
 
-#include <string>
+#include <string_view>
 
 #include "token/base/fault.h"
 
@@ -10,7 +10,7 @@ namespace {
 struct Entry {
     const char* name;
     const char* table;
-    const char* sql;  // empty: the database makes it by itself
+    const char* sql;  // empty for an index that a constraint makes
 };
 
 // In the order in which an image lists them.
@@ -42,25 +42,21 @@ constexpr Entry entries[] = {
     bytes BLOB NOT NULL) STRICT)"},
 };
 
-bool isMadeByItself(const Entry& entry) {
-    return std::string(entry.name).starts_with("sqlite_");
-}
-
-std::string textIn(const Query& query, int column) {
-    const Bytes bytes = query.bytes(column);
-    return {bytes.begin(), bytes.end()};
+// The database's own names, which nobody else can give.
+bool isMadeByDatabase(const Entry& entry) {
+    return std::string_view(entry.name).starts_with("sqlite_");
 }
 
 bool isNext(Query& query, const Entry& entry) {
-    return query.step() && textIn(query, 0) == entry.name && textIn(query, 1) == entry.table &&
-           textIn(query, 2) == entry.sql;
+    return query.step() && query.text(0) == entry.name && query.text(1) == entry.table &&
+           query.text(2) == entry.sql;
 }
 
 }  // namespace
 
 void makeTables(Database& database) {
     for (const Entry& entry : entries) {
-        if (!isMadeByItself(entry)) {
+        if (!isMadeByDatabase(entry)) {
             database.execute(entry.sql);
         }
     }
@@ -69,7 +65,7 @@ void makeTables(Database& database) {
 void needTables(Database& database) {
     Statement encoding(database, "PRAGMA encoding");
     Query texts(encoding);
-    if (!texts.step() || textIn(texts, 0) != "UTF-8") {
+    if (!texts.step() || texts.text(0) != "UTF-8") {
         throw Damage("its texts are not in UTF-8, as those of an image are");
     }
     Statement statement(database,

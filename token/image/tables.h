@@ -7,8 +7,8 @@ namespace token {
 // Makes the tables of an image in an empty database.
 void makeTables(Database& database);
 
-// Throws Damage unless the database has an image's tables, to the letter, and nothing else that
-// could act when it is read: no trigger, view, constraint or computed column of another's.
+// Throws Damage unless the database has the tables that makeTables makes, letter by letter, and
+// nothing else: another's triggers, views, constraints and computed columns act when they are read.
 void needTables(Database& database);
 
 }  // namespace token
