@@ -161,7 +161,7 @@ token::ReaderAddress addressOf(const std::string& text) {
 
 int serve(const Options& options) {
     token::serve(placeOf(options), addressOf(options.vpcd),
-                 [](const std::string& text) { std::cout << text << std::endl; });
+                 [](const std::string& text) { std::cout << printable(text) << std::endl; });
     return good;
 }
 
