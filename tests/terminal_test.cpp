@@ -61,7 +61,7 @@ class Sitting {
         EXPECT_EQ(pipe(reports), 0);
         const winsize size{24, columns, 0, 0};
         leader_ = forkpty(&terminal_, nullptr, nullptr, &size);
-        if (leader_ < 0) {  // its end would be every process's
+        if (leader_ < 0) {  // a signal to process -1 would reach every process
             throw std::system_error(errno, std::generic_category(), "no terminal can be had");
         }
         if (leader_ == 0) {
