@@ -54,7 +54,7 @@ void needOwn(const std::string& file, const FileFacts& image) {
 
 }  // namespace
 
-void needOwnJournals(const std::string& imagePath) {
+void needOwnCompanions(const std::string& imagePath) {
     FileFacts image;
     needSuccess(system().look(imagePath, Links::follow, image), "cannot look at", imagePath);
     for (const char* ending : companionEndings) {

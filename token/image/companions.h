@@ -17,11 +17,11 @@ bool isCompanion(const std::string& imagePath, const std::string& file);
 // of the next one.
 void needNoJournal(const std::string& imagePath);
 
-// Throws Fault where one of the database's companions is not the owner's own: no file, with a
-// second name, of a user that is neither the image's owner nor the one who asks, or such that
-// others may write to it. The database would believe it. A journal that names another file is
-// refused as well: the database would remove that file, and no image's journal names one.
-void needOwnJournals(const std::string& imagePath);
+// Throws Fault unless each of the database's companions that is there is a regular file with one
+// name, belongs to the image's owner or to this user, and can be written by nobody else: the
+// database takes it for a part of the image. Refused as well is a journal that names another file,
+// as none of an image does: the database would remove that file.
+void needOwnCompanions(const std::string& imagePath);
 
 // Removes the database's companions of an image that is gone.
 void removeCompanions(const std::string& imagePath);

@@ -11,7 +11,6 @@
 namespace token {
 namespace {
 
-// Nothing is written before the statements have shown that the tables are an image's.
 Database opened(const std::string& path) {
     Database database = openImage(path);
     if (sqlite3_db_readonly(database.handle(), "main") != 0) {

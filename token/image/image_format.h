@@ -9,7 +9,7 @@ namespace token {
 constexpr std::int64_t imageApplicationId = 0x6B536967;  // "kSig"
 constexpr std::int64_t imageVersion = 3;
 
-// No image comes near it, for its limits are small. A longer file is another's.
+// In bytes. An image at all its limits is far shorter.
 constexpr std::uint64_t longestImage = std::uint64_t{8} << 20;
 
 constexpr std::size_t serialLength = 8;

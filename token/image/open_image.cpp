@@ -22,11 +22,11 @@ int waitForLock(void*, int looks) {
 }  // namespace
 
 Database openImage(const std::string& path) {
-    needOwnJournals(path);
+    needOwnCompanions(path);
     Database database(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX);
     sqlite3_busy_handler(database.handle(), waitForLock, nullptr);
-    // An image has neither, so that what is there is another's and must not act, even where it
-    // comes behind the look at the tables.
+    // An image has no trigger and no view. One that is added after the tables were compared must
+    // not act either.
     sqlite3_db_config(database.handle(), SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
     sqlite3_db_config(database.handle(), SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
     sqlite3_db_config(database.handle(), SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
