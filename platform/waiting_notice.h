@@ -26,7 +26,12 @@ void setWaitingNotice(const WaitingNotice* notice);
 // The manager's begin, with the calling thread's notice.
 std::uint32_t beginWithNotice(ResourceManager& manager, std::uint32_t card, std::string& why);
 
-// While one of these lives, failed calls of its thread write no line for the operator.
+// Has each wait of the software token for another process told by one line on standard error, once
+// it has lasted 3 s. Not told are a begin that the thread's own notice tells, and SilentCalls.
+void tellLongWaits();
+
+// While one of these lives, failed and waiting calls of its thread write no line for the
+// operator.
 class SilentCalls {
   public:
     SilentCalls();

@@ -12,6 +12,7 @@
 #include "include/reader_name.h"
 #include "include/result_numbers.h"
 #include "platform/process.h"
+#include "platform/waiting_notice.h"
 #include "platform/win32.h"
 #include "support/exception.h"
 
@@ -96,6 +97,7 @@ std::string prepareUnderLock() {
 
 int main(int argc, char**) {
     platform::prepareProcess();
+    platform::tellLongWaits();
     std::string output = "Usage QVPrepare <readername>";
     if (argc == 2) {
         output = lineOf(prepareUnderLock);

@@ -1,5 +1,7 @@
 #include "platform/waiting_notice.h"
 
+#include <unistd.h>
+
 #include <condition_variable>
 #include <mutex>
 #include <optional>
@@ -7,12 +9,14 @@
 
 #include "platform/quiet_thread.h"
 #include "platform/resource_manager.h"
+#include "token/base/waiting.h"
 
 namespace platform {
 namespace {
 
 thread_local const WaitingNotice* noticeOfThread = nullptr;
 thread_local bool silent = false;
+thread_local bool isWatched = false;  // the thread's begin
 
 // Looks on from another thread while a begin waits. The begin itself cannot be cut short. Where no
 // thread can be had, nobody is told of the wait.
@@ -69,12 +73,26 @@ std::uint32_t beginWithNotice(ResourceManager& manager, std::uint32_t card, std:
     std::optional<Watch> watch;
     if (noticeOfThread != nullptr) {
         watch.emplace(*noticeOfThread, manager, card);
+        isWatched = true;
     }
     const std::uint32_t rv = manager.begin(card, why);
+    isWatched = false;
     if (watch) {
         watch->end(rv == 0);
     }
     return rv;
+}
+
+void tellLongWaits() {
+    token::setWaitNotice([](std::int32_t process, const std::string& does) {
+        if (silent || isWatched) {
+            return;
+        }
+        const std::string line = "ksigil: " + token::wordsOfWait(process, does) + "\n";
+        if (write(STDERR_FILENO, line.data(), line.size()) < 0) {
+            // Nobody is left to be told.
+        }
+    });
 }
 
 SilentCalls::SilentCalls() : before_(silent) {

@@ -26,7 +26,8 @@ FileFacts factsOf(const struct stat& about) {
             static_cast<std::uint64_t>(about.st_size),
             static_cast<std::uint64_t>(about.st_nlink),
             about.st_uid,
-            (about.st_mode & (S_IWGRP | S_IWOTH)) != 0};
+            (about.st_mode & (S_IWGRP | S_IWOTH)) != 0,
+            about.st_mode & 07777};
 }
 
 int syncAt(const std::string& path, int flags) {

@@ -19,6 +19,7 @@ struct FileFacts {
     std::uint64_t names = 0;  // hard links
     std::uint32_t owner = 0;
     bool othersMayWrite = false;  // anybody but the owner
+    std::uint32_t mode = 0;       // the permission bits
 };
 
 enum class Links { follow, stopAt };
@@ -82,6 +83,7 @@ class System {
     virtual void detachMemory(void* address);
 
     virtual std::int32_t processNumber();
+    // The number of the user in whose name the process acts; 0 is the superuser.
     virtual std::uint32_t userNumber();
 };
 

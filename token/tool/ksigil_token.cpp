@@ -11,6 +11,7 @@
 
 #include "token/base/fault.h"
 #include "token/base/printable.h"
+#include "token/base/waiting.h"
 #include "token/care/backup.h"
 #include "token/care/check.h"
 #include "token/care/create.h"
@@ -55,6 +56,9 @@ void prepareProcess() {
     std::signal(SIGXFSZ, SIG_IGN);  // a size limit is an error like a full disk, and told
     constexpr rlimit none{0, 0};
     setrlimit(RLIMIT_CORE, &none);  // a password could be in the core
+    token::setWaitNotice([](std::int32_t process, const std::string& does) {
+        std::cerr << "ksigil-token: " << token::wordsOfWait(process, does) << std::endl;
+    });
 }
 
 int create(const Options& options) {
