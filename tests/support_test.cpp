@@ -3,6 +3,7 @@
 #include <pthread.h>
 #include <sys/random.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -23,7 +24,7 @@ using namespace ksigil;
 namespace {
 
 bool isBeyondRepair = false;
-ssize_t kernelOwes = 0;  // of the bytes that are asked for
+ssize_t kernelGives = 10'000;  // bytes at once; -1: none, and fails
 
 }  // namespace
 
@@ -31,7 +32,8 @@ ssize_t kernelOwes = 0;  // of the bytes that are asked for
 // ended.
 ssize_t getrandom(void* buffer, size_t length, unsigned flags) {
     static const auto real = reinterpret_cast<decltype(&getrandom)>(dlsym(RTLD_NEXT, "getrandom"));
-    return real(buffer, length, flags) - kernelOwes;
+    errno = ENOSYS;
+    return kernelGives < 0 ? -1 : real(buffer, std::min<size_t>(length, kernelGives), flags);
 }
 
 extern "C" int pthread_mutex_consistent(pthread_mutex_t* mutex) noexcept {
@@ -107,17 +109,20 @@ TEST(Rng, IsTheFirstProviderThatPasses) {
 TEST(Rng, IsTheKernelHere) {
     const std::unique_ptr<Rng> rng = createRng();
     EXPECT_EQ(rng->sourceKind(), Rng::strongProvider);
-    std::vector<u8> bytes(5000);
-    rng->generate(bytes, 9000);
-    EXPECT_EQ(bytes.size(), 9000U);
-    EXPECT_EQ(std::set<u8>(bytes.begin(), bytes.end()).size(), 256U);
-    // All but one byte; or none and -1, a failure.
-    for (const ssize_t owed : {1, 4098}) {
-        kernelOwes = owed;
-        EXPECT_THROW(rng->generate(bytes, 4097), VDW::RngException) << owed;
+    for (const ssize_t atOnce : {10'000, 257}) {
+        kernelGives = atOnce;
+        std::vector<u8> bytes(5000);
+        rng->generate(bytes, 9000);
+        EXPECT_EQ(bytes.size(), 9000U);
+        EXPECT_EQ(std::set<u8>(bytes.begin() + 5000, bytes.end()).size(), 256U) << atOnce;
+    }
+    std::vector<u8> bytes;
+    for (const ssize_t atOnce : {-1, 0}) {
+        kernelGives = atOnce;
+        EXPECT_THROW(rng->generate(bytes, 4097), VDW::RngException) << atOnce;
         EXPECT_EQ(GetLastError(), NTE_FAIL);
     }
-    kernelOwes = 0;
+    kernelGives = 10'000;
 }
 
 TEST(SoftwareRng, SharesItsSequenceOnAThread) {

@@ -1,12 +1,26 @@
 #include <sys/random.h>
 
+#include <cerrno>
 #include <cstring>
-#include <utility>
 
 #include "platform/crypto_providers.h"
 #include "platform/posix/windows_names.h"
 
 namespace {
+
+// The kernel gives fewer bytes at once than may be asked for, and fewer still to one it interrupts.
+bool fill(BYTE* buffer, DWORD length) {
+    DWORD filled = 0;
+    while (filled < length) {
+        const ssize_t given = getrandom(buffer + filled, length - filled, 0);
+        if (given > 0) {
+            filled += static_cast<DWORD>(given);
+        } else if (given == 0 || errno != EINTR) {
+            return false;
+        }
+    }
+    return true;
+}
 
 // The kernel's random bytes as the one provider.
 class KernelRandom : public platform::CryptoProviders {
@@ -24,7 +38,7 @@ class KernelRandom : public platform::CryptoProviders {
     DWORD generate(HCRYPTPROV context, BYTE* buffer, DWORD length) override {
         DWORD error = ERROR_INVALID_HANDLE;
         if (context == onlyContext) {
-            error = std::cmp_equal(getrandom(buffer, length, 0), length) ? ERROR_SUCCESS : NTE_FAIL;
+            error = fill(buffer, length) ? ERROR_SUCCESS : NTE_FAIL;
         }
         return error;
     }
