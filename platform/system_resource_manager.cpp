@@ -44,6 +44,13 @@ std::string wordsFor(LONG result) {
     return known != std::end(words) ? known->words : pcsc_stringify_error(result);
 }
 
+// Whether the context's pcscd is there.
+bool isAnswered(SCARDCONTEXT context) {
+    DWORD length = 0;
+    const LONG rv = SCardListReaders(context, nullptr, nullptr, &length);
+    return rv == SCARD_S_SUCCESS || rv == SCARD_E_NO_READERS_AVAILABLE;
+}
+
 bool isLost(LONG result) {
     return result == SCARD_E_NO_SERVICE || result == SCARD_F_COMM_ERROR ||
            result == SCARD_E_INVALID_HANDLE;
@@ -125,14 +132,23 @@ std::string noSuchReader(const char* given, const std::vector<std::string>& list
 
 }  // namespace
 
-// The number that callers get for what pcsc-lite gave: 6 if an open handle's pcscd is gone.
+// The number that callers get for what pcsc-lite gave: 6 if an open handle's pcscd is gone. A
+// transmission error may also be the reader's.
 std::uint32_t SystemResourceManager::resultFor(std::uint32_t handle, LONG result) {
     if (!isLost(result)) {
         return number(result);
     }
-    const std::lock_guard guard(mutex_);
-    const bool open = cards_.contains(handle) || contexts_.contains(handle);
-    return open ? invalidHandle : number(result);
+    std::uint32_t context = handle;
+    {
+        const std::lock_guard guard(mutex_);
+        const auto card = cards_.find(handle);
+        if (card != cards_.end()) {
+            context = card->second;
+        } else if (!contexts_.contains(handle)) {
+            return number(result);
+        }
+    }
+    return result == SCARD_F_COMM_ERROR && isAnswered(context) ? number(result) : invalidHandle;
 }
 
 std::uint32_t SystemResourceManager::establish(std::uint32_t scope, std::uint32_t& context,
