@@ -4,41 +4,41 @@
 
 namespace platform {
 
-// Stands where KSIGIL_PCSC names a manager that there is not: each call gives 0x8010001D.
+// Stands where there is no manager to be had: each call gives the one result, and `why`.
 class AbsentResourceManager : public ResourceManager {
   public:
-    explicit AbsentResourceManager(std::string why) : why_(std::move(why)) {}
+    AbsentResourceManager(std::uint32_t result, std::string why)
+        : result_(result), why_(std::move(why)) {}
 
     std::string leadsTo() const override { return "nothing: " + why_; }
 
     std::uint32_t establish(std::uint32_t, std::uint32_t&, std::string& why) override {
         return absent(why);
     }
-    std::uint32_t release(std::uint32_t) override { return noService; }
+    std::uint32_t release(std::uint32_t) override { return result_; }
     std::uint32_t connect(std::uint32_t, const char*, std::uint32_t, std::uint32_t, std::uint32_t&,
                           std::uint32_t&, std::string& why) override {
         return absent(why);
     }
     std::uint32_t reconnect(std::uint32_t, std::uint32_t, std::uint32_t, std::uint32_t,
                             std::uint32_t&) override {
-        return noService;
+        return result_;
     }
-    std::uint32_t disconnect(std::uint32_t, std::uint32_t) override { return noService; }
+    std::uint32_t disconnect(std::uint32_t, std::uint32_t) override { return result_; }
     std::uint32_t begin(std::uint32_t, std::string& why) override { return absent(why); }
-    std::uint32_t end(std::uint32_t, std::uint32_t) override { return noService; }
+    std::uint32_t end(std::uint32_t, std::uint32_t) override { return result_; }
     std::uint32_t transmit(std::uint32_t, std::uint32_t, const std::uint8_t*, std::uint32_t,
                            std::uint8_t*, std::uint32_t&) override {
-        return noService;
+        return result_;
     }
 
   private:
-    static constexpr std::uint32_t noService = 0x8010001D;
-
     std::uint32_t absent(std::string& why) const {
         why = why_;
-        return noService;
+        return result_;
     }
 
+    std::uint32_t result_;
     std::string why_;
 };
 

@@ -6,6 +6,7 @@
 #include "platform/absent_resource_manager.h"
 #include "platform/embedded_resource_manager.h"
 #include "platform/reader_target.h"
+#include "platform/win32.h"
 #include "token/base/printable.h"
 #include "token/image/image_place.h"
 #ifdef KSIGIL_SYSTEM_PCSC
@@ -14,6 +15,10 @@
 
 namespace platform {
 namespace {
+
+std::unique_ptr<ResourceManager> absent(LONG result, const std::string& why) {
+    return std::make_unique<AbsentResourceManager>(static_cast<std::uint32_t>(result), why);
+}
 
 std::unique_ptr<ResourceManager> configured() {
     const char* variable = std::getenv("KSIGIL_PCSC");
@@ -26,12 +31,11 @@ std::unique_ptr<ResourceManager> configured() {
 #ifdef KSIGIL_SYSTEM_PCSC
         return std::make_unique<SystemResourceManager>();
 #else
-        return std::make_unique<AbsentResourceManager>(
-            "this build has no resource manager \"system\"");
+        return absent(SCARD_E_NO_SERVICE, "this build has no resource manager \"system\"");
 #endif
     }
-    return std::make_unique<AbsentResourceManager>("KSIGIL_PCSC names \"" + name +
-                                                   "\", not \"embedded\" or \"system\"");
+    return absent(SCARD_E_NO_SERVICE,
+                  "KSIGIL_PCSC names \"" + name + "\", not \"embedded\" or \"system\"");
 }
 
 ResourceManager* replacement = nullptr;
@@ -44,7 +48,11 @@ ResourceManager& resourceManager() {
     }
     // Never destroyed: a static talker closes its connections while the process exits.
     static ResourceManager& manager = *configured().release();
-    return manager;
+    static ResourceManager& inChild =
+        *absent(SCARD_E_INVALID_HANDLE, "the token is in use by the process that forked this one")
+             .release();
+    static const DWORD user = GetCurrentProcessId();
+    return GetCurrentProcessId() == user ? manager : inChild;
 }
 
 void useResourceManager(ResourceManager* manager) {

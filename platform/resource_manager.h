@@ -46,6 +46,8 @@ class ResourceManager {
 };
 
 // The manager that the SCard names forward to: the one that KSIGIL_PCSC names, chosen at first use.
+// It stays with the process of that use: in one that this forks, each call gives 0x80100003, and
+// neither the calls nor its end change anything for the first.
 ResourceManager& resourceManager();
 
 // Puts another manager in its place, null for the configured one. For programs that drive the

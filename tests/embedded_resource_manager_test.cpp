@@ -1,8 +1,14 @@
 #include "platform/embedded_resource_manager.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
 
 #include "include/basic_types.h"
+#include "platform/waiting_notice.h"
+#include "platform/win32.h"
 #include "tests/toolbox/scratch_image.h"
 
 namespace {
@@ -114,6 +120,34 @@ TEST_F(EmbeddedTest, TellsARemovedTokenFromAnAbsentOne) {
     EXPECT_EQ(manager_.reconnect(card_, shared, anyProtocol, 0, protocol_), 0x80100069U);
     EXPECT_EQ(manager_.connect(context_, reader, shared, anyProtocol, card_, protocol_, why_),
               0x8010000CU);
+}
+
+// What is inherited is the parent's, so that the child's end leaves it as it is.
+TEST_F(EmbeddedTest, IsNotThereForAForkedProcess) {
+    platform::useResourceManager(nullptr);
+    setenv("KSIGIL_TOKEN", path_.c_str(), 1);
+    SCARDCONTEXT context = 0;
+    SCARDHANDLE card = 0;
+    DWORD protocol = 0;
+    EXPECT_EQ(SCardEstablishContext(2, nullptr, nullptr, &context), 0);
+    EXPECT_EQ(SCardConnectA(context, reader, shared, anyProtocol, &card, &protocol), 0);
+    EXPECT_EQ(SCardBeginTransaction(card), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        const platform::SilentCalls silent;
+        const bool isRefused =
+            SCardEndTransaction(card, 1) == SCARD_E_INVALID_HANDLE &&
+            SCardDisconnect(card, 1) == SCARD_E_INVALID_HANDLE &&
+            SCardEstablishContext(2, nullptr, nullptr, &context) == SCARD_E_INVALID_HANDLE;
+        std::exit(isRefused ? 7 : 1);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(WEXITSTATUS(status), 7);
+    EXPECT_EQ(SCardEndTransaction(card, 0), 0);
+    EXPECT_EQ(SCardDisconnect(card, 0), 0);
+    EXPECT_EQ(SCardReleaseContext(context), 0);
+    unsetenv("KSIGIL_TOKEN");
 }
 
 }  // namespace
