@@ -18,6 +18,12 @@ namespace {
 
 constexpr int connectWithin = 5000;  // milliseconds
 
+// A machine that dies says nothing. It is asked after a while without a word, and one that leaves
+// what was sent or asked without an answer is lost.
+constexpr int askAfter = 4;        // seconds
+constexpr int askEvery = 2;        // seconds
+constexpr int lostAfter = 10'000;  // milliseconds
+
 Fault failed(int error) {
     return Fault(std::generic_category().message(error));
 }
@@ -69,16 +75,19 @@ int openSocket(const ReaderAddress& address, int stop) {
     throw failed(error);
 }
 
-void setOption(const File& socket, int option) {
-    constexpr int on = 1;
-    setsockopt(socket.descriptor(), IPPROTO_TCP, option, &on, sizeof on);
+void setOption(const File& socket, int level, int option, int value) {
+    setsockopt(socket.descriptor(), level, option, &value, sizeof value);
 }
 
 }  // namespace
 
 ReaderLink::ReaderLink(const ReaderAddress& address, int stop)
     : stop_(stop), socket_(openSocket(address, stop)) {
-    setOption(socket_, TCP_NODELAY);
+    setOption(socket_, IPPROTO_TCP, TCP_NODELAY, 1);
+    setOption(socket_, SOL_SOCKET, SO_KEEPALIVE, 1);
+    setOption(socket_, IPPROTO_TCP, TCP_KEEPIDLE, askAfter);
+    setOption(socket_, IPPROTO_TCP, TCP_KEEPINTVL, askEvery);
+    setOption(socket_, IPPROTO_TCP, TCP_USER_TIMEOUT, lostAfter);
 }
 
 void ReaderLink::receive(int milliseconds) {
@@ -87,7 +96,7 @@ void ReaderLink::receive(int milliseconds) {
     }
     // The driver sends a length and its body apart, and the body only once the length was
     // acknowledged: at once here, not in 40 ms.
-    setOption(socket_, TCP_QUICKACK);
+    setOption(socket_, IPPROTO_TCP, TCP_QUICKACK, 1);
     std::array<std::uint8_t, 4096> bytes;
     const ssize_t length = recv(socket_.descriptor(), bytes.data(), bytes.size(), 0);
     if (length == 0) {

@@ -8,6 +8,7 @@
 #include <csignal>
 
 #include "token/base/fault.h"
+#include "token/base/waiting.h"
 #include "token/reader/served_token.h"
 
 namespace token {
@@ -82,7 +83,7 @@ class Server {
 
   private:
     bool isInReader();
-    void attend(ReaderLink& link);
+    void attend(ReaderLink& link, const std::string& where);
     bool answer(ReaderLink& link, Bytes message);
     void switchPower(std::uint8_t control);
     void tell(const std::string& text);
@@ -110,6 +111,9 @@ bool Server::isInReader() {
         }
         return isIn;
     } catch (const Fault& fault) {
+        if (stop_.came()) {
+            return false;
+        }
         tell(std::string("The token is out of its reader: ") + fault.what() + ".");
         return false;
     }
@@ -117,6 +121,7 @@ bool Server::isInReader() {
 
 void Server::run() {
     const std::string where = "the reader at " + address_.host + ":" + address_.port;
+    const EndOfWaits stopping(stop_.descriptor());
     milliseconds pause{0};
     while (!stop_.came(pause)) {
         pause = lookEvery;
@@ -125,8 +130,7 @@ void Server::run() {
             if (isInReader()) {
                 ReaderLink link(address_, stop_.descriptor());
                 reached = true;
-                tell("The image " + token_.path() + " is served to " + where + ".");
-                attend(link);
+                attend(link, where);
                 pause = stayOut;
             }
         } catch (const Fault& fault) {
@@ -137,13 +141,19 @@ void Server::run() {
     }
 }
 
-// Until the token has to leave the reader.
-void Server::attend(ReaderLink& link) {
+// Until the token has to leave the reader. A driver may take the connection long before it has a
+// use for it, so its first message tells that the token is served.
+void Server::attend(ReaderLink& link, const std::string& where) {
+    bool isServed = false;
     auto nextLook = Clock::now() + lookEvery;
     bool stays = true;
     while (stays && !stop_.came()) {
         link.receive(static_cast<int>(lookEvery.count()));
         for (auto message = link.next(); stays && message; message = link.next()) {
+            if (!isServed) {
+                tell("The image " + token_.path() + " is served to " + where + ".");
+                isServed = true;
+            }
             stays = answer(link, *message);
         }
         if (stays && Clock::now() >= nextLook) {
