@@ -18,5 +18,8 @@ int main(int argc, char**) {
     } else {
         std::cout << "Usage QVSh <readername>\n";
     }
+    if (!std::cout.flush()) {
+        std::cerr << "ksigil: standard output cannot be written\n";
+    }
     return status;
 }

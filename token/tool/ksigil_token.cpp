@@ -231,12 +231,15 @@ int run(int argc, char** argv) {
         addOptions(*sub, options);
         sub->callback([&chosen, &command] { chosen = &command; });
     }
+    int status = good;
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? good : failed;
+        status = app.exit(error) == 0 ? good : failed;
     }
-    const int status = chosen->run(options);
+    if (chosen != nullptr && status == good) {
+        status = chosen->run(options);
+    }
     if (!std::cout.flush()) {
         throw token::Fault("standard output cannot be written");
     }
