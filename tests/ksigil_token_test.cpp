@@ -1,12 +1,16 @@
 #include <gmock/gmock.h>
+#include <sys/shm.h>
 
 #include <thread>
 
 #include "tests/toolbox/process.h"
 #include "tests/toolbox/scratch_image.h"
 #include "tests/toolbox/sql.h"
+#include "token/base/system.h"
 #include "token/door/slot.h"
 #include "token/image/sql.h"
+#include "token/power/lock_file.h"
+#include "token/power/powered_state.h"
 
 namespace {
 
@@ -87,6 +91,9 @@ TEST_F(ToolTest, KeepsOthersFromAServedImage) {
     run("show && $T check && $T backup b; $T serve; echo logout | KSIGIL_PCSC=embedded " QVSH
         " any; true",
         0, "yes.*no/.*sound.*Backed.* by process .* by process .*0x8010000b");
+    const token::LockFile file(path);
+    const token::LockFile::ConnectLock lock(file);
+    std::this_thread::sleep_for(std::chrono::milliseconds(400));  // until the server waits for it
     EXPECT_EQ(server.end(SIGTERM), 0);
 }
 
@@ -118,6 +125,11 @@ const Case plants[] = {
     {"printf 'victim\\331\\325\\005\\371\\040\\241\\143\\327' >t.db-journal; chmod 600 "
      "t.db-journal",
      "names anoth"},
+    {"ln -s other t.db.lock", "cannot lock the image with .*lock"},
+    {"mkfifo -m 600 t.db.lock", "t.db.lock: it is something else"},
+    {"touch t.db.lock; ln t.db.lock other", "t.db.lock: it has a second name"},
+    {"touch t.db.lock; chmod 604 t.db.lock", "t.db.lock: it is open to other users"},
+    {"touch t.db.lock; chown 1 t.db.lock || chmod 604 t.db.lock", "lock: it is (another|open)"},
     {"truncate -s 9M t.db", "is longer than any token image"}};
 
 TEST_F(ToolTest, TrustsNothingBesideAnImage) {
@@ -144,6 +156,61 @@ TEST_F(ToolTest, TrustsNothingBesideAnImage) {
     // As a disk leaves it that lost its end: it can be read, so that this is damage that is found.
     shell("truncate -s 20000 t.db");
     EXPECT_THAT(shell(TOOL " check"), testing::EndsWith("/1"));
+}
+
+// The test's own process is the neighbour, which does nothing while it has the lock.
+TEST_F(ToolTest, IsHeldUpByNoStoppedNeighbour) {
+    putFreshImage(path);
+    token::Slot slot({path, false});
+    const auto connection = connectionTo(slot);
+    const std::string line = "waiting for process " + std::to_string(getpid()) + ", which connects";
+    const std::string environment = "env KSIGIL_TOKEN=" + path + " sh -c 'exec ";
+    const token::LockFile file(path);
+    {
+        const token::LockFile::ConnectLock lock(file);
+        Process shows(environment + TOOL " show 2>&1'"),
+            shell(environment + QVSH " any 2>&1 >/dev/null'");
+        run("reset", 0, "was reset");
+        EXPECT_EQ(answer(*connection, frameOf("de", "00")), "reset");
+        shell.say("logout");
+        EXPECT_EQ(shows.hear(1500), "waits");
+        EXPECT_THAT(shows.hear(), testing::StartsWith("ksigil-token: " + line));
+        EXPECT_THAT(shell.hear(), testing::StartsWith("ksigil: " + line));
+    }
+    shell("mv t.db moved");
+    for (const char* command : {"echo logout | " QVSH " any", TOOL " create"}) {
+        EXPECT_THAT(shell(command), testing::HasSubstr("was removed while in use")) << command;
+        EXPECT_FALSE(std::filesystem::exists(path));
+    }
+}
+
+// Memory of another user that a lock file names, whoever wrote that, is neither read nor written.
+TEST_F(ToolTest, UsesNoOtherUsersMemory) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only the superuser can act as another user";
+    }
+    putFreshImage(path);
+    const token::LockFile file(path);
+    token::LockFile::Memory forged{-1, 7, token::system().memorySpace(), 0};
+    int ready[2];
+    ASSERT_EQ(pipe(ready), 0);
+    if (fork() == 0) {
+        std::ignore = setuid(1);
+        const int made = shmget(IPC_PRIVATE, sizeof(token::PoweredState), 0666);
+        auto* const state = static_cast<token::PoweredState*>(shmat(made, nullptr, 0));
+        state->formed = token::PoweredState::layout;
+        state->stamp = 7;
+        _exit(write(ready[1], &made, sizeof made) == sizeof made ? 0 : 1);
+    }
+    ASSERT_EQ(read(ready[0], &forged.id, sizeof forged.id), static_cast<ssize_t>(sizeof forged.id));
+    file.setMemory(forged);
+    file.lockUser(1);
+    EXPECT_THAT(shell("echo logout | " QVSH " any; " TOOL " reset"),
+                testing::ContainsRegex("cannot be reached: another.*cannot be reached.*/2$"));
+    shmid_ds about;
+    EXPECT_EQ(shmctl(forged.id, IPC_STAT, &about), 0);
+    EXPECT_EQ(about.shm_lpid, about.shm_cpid);
+    shmctl(forged.id, IPC_RMID, nullptr);
 }
 
 TEST_F(ToolTest, FindsDamageAndRestoresOverIt) {

@@ -56,10 +56,14 @@ class FrontSystem final : public Os {
         return hit() ? EIO : Os::writeStart(file, bytes);
     }
     int lock(File file, std::int64_t at) override { return hit() ? EIO : Os::lock(file, at); }
-    int tryLock(File file, std::int64_t at) override { return hit() ? EIO : Os::tryLock(file, at); }
-    int makeMemory(std::size_t bytes, std::int32_t& number, void*& address) override {
-        return hit() ? EIO : Os::makeMemory(bytes, number, address);
+    int makeMemory(std::int32_t name, std::size_t bytes, std::int32_t& number) override {
+        return hit() ? EIO : Os::makeMemory(name, bytes, number);
     }
+    int attachMemory(std::int32_t number, std::size_t bytes, std::uint32_t owner,
+                     void*& address) override {
+        return hit() ? EIO : Os::attachMemory(number, bytes, owner, address);
+    }
+    int letMemoryGo(std::int32_t number) override { return hit() ? EIO : Os::letMemoryGo(number); }
 
   private:
     bool hit() {

@@ -1,10 +1,12 @@
 #include <fcntl.h>
+#include <sys/ipc.h>
 #include <sys/mman.h>
 #include <sys/shm.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 
@@ -48,23 +50,29 @@ struct flock range(short type, std::int64_t from, std::int64_t length) {
     return lock;
 }
 
-int setLock(const File& file, short type, std::int64_t place, int command) {
+int setLock(const File& file, short type, std::int64_t place) {
     struct flock lock = range(type, place, 1);
-    int result = 0;
-    do {
-        result = fcntl(file.descriptor(), command, &lock);
-    } while (result != 0 && errno == EINTR);
-    return errorOf(result);
+    return errorOf(fcntl(file.descriptor(), F_OFD_SETLK, &lock));
 }
 
-// Null on failure, which shmat tells by an address of all ones.
-void* attached(std::int32_t number, std::size_t bytes) {
-    void* address = shmat(number, nullptr, 0);
-    if (reinterpret_cast<std::intptr_t>(address) == -1) {
-        return nullptr;
+// A file without any permission is opened as a mere place, and its mode set there: whoever renames
+// the file meanwhile changes nothing.
+int giveMode(const std::string& path) {
+    const File file(open(path.c_str(), O_PATH | O_CLOEXEC | O_NOFOLLOW));
+    struct stat about {};
+    if (!file.isOpen() || fstat(file.descriptor(), &about) != 0) {
+        return errno;
     }
-    madvise(address, bytes, MADV_DONTDUMP);
-    return address;
+    if (!S_ISREG(about.st_mode) || about.st_uid != geteuid() || about.st_nlink != 1 ||
+        (about.st_mode & 0777) != 0) {
+        return EACCES;
+    }
+    const std::string place = "/proc/self/fd/" + std::to_string(file.descriptor());
+    return errorOf(chmod(place.c_str(), 0600));
+}
+
+bool isMadeBy(const struct shmid_ds& about, std::uint32_t user) {
+    return about.shm_perm.cuid == user && about.shm_perm.uid == user;
 }
 
 constinit System operatingSystem;
@@ -155,6 +163,9 @@ int System::openLockFile(const std::string& path, File& file) {
     if (errno == EEXIST) {
         file = File(open(path.c_str(), flags));
     }
+    if (!file.isOpen() && errno == EACCES && giveMode(path) == 0) {
+        file = File(open(path.c_str(), flags));
+    }
     return file.isOpen() ? 0 : errno;
 }
 
@@ -189,48 +200,77 @@ int System::writeStart(const File& file, std::span<const std::byte> bytes) {
 }
 
 int System::lock(const File& file, std::int64_t place) {
-    return setLock(file, F_WRLCK, place, F_OFD_SETLKW);
-}
-int System::tryLock(const File& file, std::int64_t place) {
-    return setLock(file, F_WRLCK, place, F_OFD_SETLK);
+    const int error = setLock(file, F_WRLCK, place);
+    return error == EACCES ? EAGAIN : error;
 }
 void System::unlock(const File& file, std::int64_t place) {
-    setLock(file, F_UNLCK, place, F_OFD_SETLK);
+    setLock(file, F_UNLCK, place);
 }
 bool System::isLocked(const File& file, std::int64_t from, std::int64_t length) {
     struct flock lock = range(F_WRLCK, from, length);
     return fcntl(file.descriptor(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
 }
 
-int System::makeMemory(std::size_t bytes, std::int32_t& number, void*& address) {
-    const int made = shmget(IPC_PRIVATE, bytes, IPC_CREAT | 0600);
+int System::makeMemory(std::int32_t name, std::size_t bytes, std::int32_t& number) {
+    const int made = shmget(name, bytes, IPC_CREAT | IPC_EXCL | 0600);
     if (made < 0) {
         return errno;
     }
-    void* const region = attached(made, bytes);
-    const int error = region == nullptr ? errno : 0;
     shmctl(made, SHM_LOCK, nullptr);
-    shmctl(made, IPC_RMID, nullptr);  // takes effect when the last user is gone
-    if (error == 0) {
-        number = made;
-        address = region;
-    }
-    return error;
+    number = made;
+    return 0;
 }
 
-void* System::attachMemory(std::int32_t number, std::size_t bytes) {
+int System::attachMemory(std::int32_t number, std::size_t bytes, std::uint32_t owner,
+                         void*& address) {
     struct shmid_ds about {};
-    const bool fits =
-        number >= 0 && shmctl(number, IPC_STAT, &about) == 0 && about.shm_segsz == bytes;
-    return fits ? attached(number, bytes) : nullptr;
+    if (shmctl(number, IPC_STAT, &about) != 0) {
+        return errno;
+    }
+    const bool isOurs = isMadeBy(about, geteuid()) || (geteuid() == 0 && isMadeBy(about, owner));
+    if (!isOurs || (about.shm_perm.mode & 0777) != 0600) {
+        return EACCES;
+    }
+    if (about.shm_segsz != bytes) {
+        return EINVAL;
+    }
+    void* const region = shmat(number, nullptr, 0);
+    if (reinterpret_cast<std::intptr_t>(region) == -1) {
+        return errno;
+    }
+    madvise(region, bytes, MADV_DONTDUMP);
+    address = region;
+    return 0;
 }
 
 void System::detachMemory(void* address) {
     shmdt(address);
 }
 
+int System::letMemoryGo(std::int32_t number) {
+    return errorOf(shmctl(number, IPC_RMID, nullptr));
+}
+
+int System::removeMemory(std::int32_t name) {
+    const int number = shmget(name, 0, 0);
+    struct shmid_ds about {};
+    if (number < 0 || shmctl(number, IPC_STAT, &about) != 0) {
+        return errno == ENOENT ? 0 : errno;
+    }
+    return isMadeBy(about, geteuid()) && about.shm_nattch == 0 ? letMemoryGo(number) : EACCES;
+}
+
+std::uint64_t System::memorySpace() {
+    struct stat about {};
+    return stat("/proc/self/ns/ipc", &about) == 0 ? about.st_ino : 0;
+}
+
 std::int32_t System::processNumber() {
     return getpid();
+}
+
+bool System::isProcess(std::int32_t number) {
+    return number > 0 && (kill(number, 0) == 0 || errno == EPERM);
 }
 
 std::uint32_t System::userNumber() {

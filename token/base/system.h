@@ -56,7 +56,8 @@ class System {
     virtual int remove(const std::string& path);
 
     // Opens a file for locks, reading and writing, and makes a missing one, with mode 0600. Follows
-    // no link, and waits for nobody.
+    // no link, and waits for nobody. A file of this user that one who made it left without any
+    // permission, since the umask took all and he was ended, gets that mode.
     virtual int openLockFile(const std::string& path, File& file);
     // Gives a file that the superuser has open to the owner of another one, if there is that one.
     // For everybody else it does nothing.
@@ -68,21 +69,32 @@ class System {
 
     // A lock on a byte of a file, which need not exist. It belongs to the open file, and goes with
     // it or with its process. Two locks of one open file do not exclude each other.
-    virtual int lock(const File& file, std::int64_t place);     // waits
-    virtual int tryLock(const File& file, std::int64_t place);  // fails where another holds it
+    // `lock` waits for nobody, and gives EAGAIN where another holds it.
+    virtual int lock(const File& file, std::int64_t place);
     virtual void unlock(const File& file, std::int64_t place);
     // Whether another open file holds a lock in the range; `length` 0 is up to the end of all.
     virtual bool isLocked(const File& file, std::int64_t from, std::int64_t length);
 
-    // A region of zeros that processes share, and that is gone with the last of them, however it
-    // ends. Others attach it by its number. It comes into no core dump and not into the swap, where
-    // the system allows.
-    virtual int makeMemory(std::size_t bytes, std::int32_t& number, void*& address);
-    // Null if it is gone, not of this size, or another user's.
-    virtual void* attachMemory(std::int32_t number, std::size_t bytes);
+    // A region of zeros that processes share, readable for its user alone, which comes into no core
+    // dump and not into the swap, where the system allows. Others attach it by its number. Its
+    // name, which is not 0, is for finding one whose maker was ended; EEXIST if there is one of it.
+    virtual int makeMemory(std::int32_t name, std::size_t bytes, std::int32_t& number);
+    // EACCES unless this user, or `owner` where this is the superuser, has made it and it is his
+    // alone. Some other error if it is gone, or not of this size.
+    virtual int attachMemory(std::int32_t number, std::size_t bytes, std::uint32_t owner,
+                             void*& address);
     virtual void detachMemory(void* address);
+    // From now on it has no name, and is gone with the last process that has it, however that ends.
+    virtual int letMemoryGo(std::int32_t number);
+    // Removes the one of this name if this user has made it and nobody has it. One that there is
+    // not is no error.
+    virtual int removeMemory(std::int32_t name);
+    // Which space the numbers are of: processes of two spaces share no memory. 0 if not known.
+    virtual std::uint64_t memorySpace();
 
     virtual std::int32_t processNumber();
+    // Whether there is a process of this number.
+    virtual bool isProcess(std::int32_t number);
     // The number of the user in whose name the process acts; 0 is the superuser.
     virtual std::uint32_t userNumber();
 };

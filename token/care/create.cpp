@@ -11,6 +11,7 @@ void createToken(const std::string& path) {
     const LockFile lockFile(path);
     const LockFile::ConnectLock connectLock(lockFile);
     needNothingAt(path);
+    needNoUserLeft(lockFile, path);
     makeImage(path);
 }
 

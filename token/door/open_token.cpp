@@ -40,6 +40,7 @@ OpenToken::OpenToken(const std::string& path, Use use) : lockFile_(looked(path, 
         needUnserved(lockFile_, path);
     }
     if (!isThere(path, use)) {
+        needNoUserLeft(lockFile_, path);
         makeImage(path);
     }
     // Power first: it refuses an image that took the place of the one that is powered, before the

@@ -54,9 +54,8 @@ Outcome Slot::connect(std::unique_ptr<Connection>& connection, std::string& why)
 
 void Slot::remove() {
     const std::shared_ptr<OpenToken> token = openToLookAfter();
-    // The first removal fails the frames under way, so that none of them changes the image after
-    // this change. The second one reaches connections that looked in between.
-    token->power().removeCard();
+    // Connections are cut only when the image has it. One that looked at the image before did so
+    // behind its look at the epoch, and is cut with the rest; one that looks later is refused.
     setPresent(token->image(), false);
     token->power().removeCard();
 }
@@ -67,12 +66,11 @@ void Slot::insert() {
 
 bool Slot::reset() {
     const std::string path = realImagePath(place_, Missing::refuse);
-    needImage(path);
-    const bool wasPowered = isPowered(path);
-    if (wasPowered) {
-        openToLookAfter()->power().reset();
+    if (LockFile::isBeside(path) && Power::reset(LockFile(path))) {
+        return true;
     }
-    return wasPowered;
+    needImage(path);
+    return false;
 }
 
 }  // namespace token

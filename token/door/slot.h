@@ -21,14 +21,15 @@ class Slot {
     // with the reason in `why`.
     Outcome connect(std::unique_ptr<Connection>& connection, std::string& why);
 
-    // The rest throw Fault, also where there is no image, and wait for nobody.
+    // The rest throw Fault, also where there is no image.
 
     // Takes the token out of its reader until it is inserted again: open connections meet
     // `removed`, new ones `absent`.
     void remove();
     void insert();
 
-    // Ends selection, login and everybody's transaction. False if the token is not powered.
+    // Ends selection, login and everybody's transaction. False if the token is not powered. Needs
+    // the powered state only, and no lock: one who was stopped in whatever he did holds it not up.
     bool reset();
 
   private:

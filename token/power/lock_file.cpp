@@ -1,10 +1,12 @@
 #include "token/power/lock_file.h"
 
+#include <cerrno>
 #include <cstddef>
 #include <span>
 
 #include "token/base/fault.h"
 #include "token/base/system.h"
+#include "token/base/waiting.h"
 
 namespace token {
 namespace {
@@ -26,71 +28,113 @@ std::size_t readStart(const File& file, Value& value) {
 
 }  // namespace
 
+// Bytes that are not there yet, in the file of an earlier program, count as these.
 struct LockFile::Content {
     std::uint32_t magic = token::magic;
     std::int32_t id = -1;
     std::uint64_t stamp = 0;
-    std::int32_t server = 0;  // not there before there was a first server
+    std::int32_t server = 0;
+    std::int32_t connecting = 0;  // the process that has the connect lock
+    std::uint64_t space = 0;
+    std::int32_t name = 0;
     std::int32_t unused = 0;
 };
 
 bool LockFile::isBeside(const std::string& imagePath) {
     FileFacts facts;
-    return system().look(imagePath + ending, Links::follow, facts) == 0 &&
+    return system().look(imagePath + ending, Links::stopAt, facts) == 0 &&
            facts.kind != FileFacts::Kind::nothing;
 }
 
 LockFile::LockFile(const std::string& imagePath) : path_(imagePath + ending) {
     needSuccess(system().openLockFile(path_, file_), lockWith, path_);
-    FileFacts facts;
-    needSuccess(system().look(file_, facts), lockWith, path_);
-    std::uint32_t first = 0;
-    const bool isOurs =
-        facts.size == 0 || (readStart(file_, first) == sizeof first && first == magic);
-    if (facts.kind != FileFacts::Kind::file || !isOurs) {
-        throw Fault("cannot lock the image with " + path_ + ": it is something else");
-    }
+    judge(imagePath);
     // The image's owner could not use a lock file that the superuser has made.
     needSuccess(system().giveToOwnerOf(imagePath, file_), "cannot share", path_);
 }
 
-LockFile::ConnectLock::ConnectLock(const LockFile& file) : file_(file), thread_(file.connecting_) {
-    needSuccess(system().lock(file_.file_, connectPlace), lockWith, file_.path_);
+void LockFile::judge(const std::string& imagePath) {
+    FileFacts own;
+    FileFacts image;
+    needSuccess(system().look(file_, own), lockWith, path_);
+    const bool isImage = system().look(imagePath, Links::follow, image) == 0 &&
+                         image.kind != FileFacts::Kind::nothing;
+    const std::uint32_t user = system().userNumber();
+    owner_ = isImage ? image.owner : user;
+    std::uint32_t first = 0;
+    const bool isKnown =
+        own.size == 0 || (readStart(file_, first) == sizeof first && first == magic);
+    const char* const fault = own.kind != FileFacts::Kind::file || !isKnown ? "it is something else"
+                              : own.names != 1 ? "it has a second name (a hard link)"
+                              : own.owner != user && own.owner != owner_ ? "it is another user's"
+                              : (own.mode & 077) != 0 ? "it is open to other users"
+                                                      : nullptr;
+    if (fault != nullptr) {
+        throw Fault(std::string(lockWith) + " " + path_ + ": " + fault);
+    }
+}
+
+LockFile::ConnectLock::ConnectLock(const LockFile& file)
+    : file_(file), thread_(file.connectMutex_) {
+    Wait wait("connects to the image or looks after it");
+    int error = EAGAIN;
+    while ((error = system().lock(file_.file_, connectPlace)) == EAGAIN) {
+        if (!wait.pause(file_.connecting())) {
+            throw Fault("another process has " + file_.path_ + " locked");
+        }
+    }
+    needSuccess(error, lockWith, file_.path_);
+    file_.setConnecting(system().processNumber());
 }
 
 LockFile::ConnectLock::~ConnectLock() {
+    file_.setConnecting(0);
     system().unlock(file_.file_, connectPlace);
 }
 
 LockFile::Content LockFile::content() const {
     Content content;
-    constexpr std::size_t withoutServer = offsetof(Content, server);
-    const bool isWhole = readStart(file_, content) >= withoutServer;
+    constexpr std::size_t least = offsetof(Content, server);
+    const bool isWhole = readStart(file_, content) >= least;
     return isWhole && content.magic == magic ? content : Content{};
 }
 
-void LockFile::store(const Content& content) const {
-    needSuccess(system().writeStart(file_, std::as_bytes(std::span(&content, 1))), "cannot write",
-                path_);
+int LockFile::store(const Content& content) const {
+    return system().writeStart(file_, std::as_bytes(std::span(&content, 1)));
 }
 
 LockFile::Memory LockFile::memory() const {
     const Content known = content();
-    return {known.id, known.stamp};
+    return {known.id, known.stamp, known.space, known.name};
 }
 
 void LockFile::setMemory(const Memory& memory) const {
     Content next = content();
     next.id = memory.id;
     next.stamp = memory.stamp;
-    store(next);
+    next.space = memory.space;
+    next.name = memory.name;
+    needSuccess(store(next), "cannot write", path_);
+}
+
+// 0 if it is not known. One that was ended with the lock stays in the file.
+std::int32_t LockFile::connecting() const {
+    const std::int32_t process = content().connecting;
+    return system().isProcess(process) ? process : 0;
+}
+
+// Only shown: a full disk is no reason not to go on.
+void LockFile::setConnecting(std::int32_t process) const {
+    Content next = content();
+    next.connecting = process;
+    static_cast<void>(store(next));
 }
 
 void LockFile::serve() const {
     Content next = content();
     next.server = system().processNumber();
-    store(next);
-    needSuccess(system().tryLock(file_, serverPlace), lockWith, path_);
+    needSuccess(store(next), "cannot write", path_);
+    needSuccess(system().lock(file_, serverPlace), lockWith, path_);
 }
 
 bool LockFile::isServed() const {
@@ -102,7 +146,7 @@ std::int32_t LockFile::server() const {
 }
 
 void LockFile::lockUser(std::uint32_t user) const {
-    needSuccess(system().tryLock(file_, firstUserPlace + user), lockWith, path_);
+    needSuccess(system().lock(file_, firstUserPlace + user), lockWith, path_);
 }
 
 bool LockFile::isUserThere(std::uint32_t user) const {
@@ -111,6 +155,13 @@ bool LockFile::isUserThere(std::uint32_t user) const {
 
 bool LockFile::isAnyUserThere() const {
     return system().isLocked(file_, firstUserPlace, 0);
+}
+
+void needNoUserLeft(const LockFile& lockFile, const std::string& imagePath) {
+    if (lockFile.isAnyUserThere()) {
+        throw Fault("the image " + imagePath +
+                    " was removed while in use: put it back, or end the programs that use it");
+    }
 }
 
 bool isPowered(const std::string& imagePath) {

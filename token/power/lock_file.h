@@ -14,19 +14,24 @@ namespace token {
 class LockFile {
   public:
     // Which memory holds the powered token, and the stamp by which that memory is known again: the
-    // system gives numbers out anew.
+    // system gives numbers out anew. Numbers count in their space only. The name is that of the
+    // memory that was made last.
     struct Memory {
         std::int32_t id = -1;
         std::uint64_t stamp = 0;
+        std::uint64_t space = 0;
+        std::int32_t name = 0;
     };
 
-    // Opens or makes PATH.lock, with mode 0600. Throws Fault, also for a file that is none of
-    // these.
+    // Opens or makes PATH.lock, with mode 0600. Throws Fault. One that is there counts only if
+    // nobody else can have put it there or hold its locks: a regular file with one name, of this
+    // user or the image's owner, without permissions for others.
     explicit LockFile(const std::string& imagePath);
     // Whether there is one.
     static bool isBeside(const std::string& imagePath);
 
-    // While it lives, nobody else connects to the image, powers it or replaces it. Waits.
+    // While it lives, nobody else connects to the image, powers it or replaces it. Waits as long as
+    // the one who has it lives, and has that told. Throws Fault where this process is asked to end.
     class ConnectLock {
       public:
         explicit ConnectLock(const LockFile& file);
@@ -39,7 +44,10 @@ class LockFile {
         std::unique_lock<std::mutex> thread_;  // the system tells open files apart, not threads
     };
 
-    // Read and written under a ConnectLock. A record that cannot be read names no memory.
+    // The user who, beside this one, may have made the powered token's memory.
+    std::uint32_t owner() const { return owner_; }
+
+    // Written under a ConnectLock. A record that cannot be read names no memory.
     Memory memory() const;
     void setMemory(const Memory& memory) const;
 
@@ -59,13 +67,21 @@ class LockFile {
   private:
     struct Content;
 
+    void judge(const std::string& imagePath);
     Content content() const;
-    void store(const Content& content) const;
+    int store(const Content& content) const;
+    std::int32_t connecting() const;
+    void setConnecting(std::int32_t process) const;
 
     std::string path_;
     File file_;
-    mutable std::mutex connecting_;
+    std::uint32_t owner_ = 0;
+    mutable std::mutex connectMutex_;
 };
+
+// Where there is no image any more: throws Fault while somebody still uses the one that was
+// removed.
+void needNoUserLeft(const LockFile& lockFile, const std::string& imagePath);
 
 // Whether the token of an image is powered by anybody. Makes no lock file.
 bool isPowered(const std::string& imagePath);

@@ -16,13 +16,7 @@ namespace token {
 // Any thread may call at any time.
 class Power {
   public:
-    // The resets and removals up to a connection's last look. While there were no more, the
-    // connection may go on.
-    struct alignas(8) Epoch {
-        std::uint32_t resets;
-        std::uint32_t removals;
-    };
-
+    using Epoch = token::Epoch;
     enum class Condition { good, reset, removed };
 
     // Joins the powered token or powers it up. The caller has a ConnectLock. Throws Fault.
@@ -30,11 +24,17 @@ class Power {
     Power(const Power&) = delete;
     Power& operator=(const Power&) = delete;
 
-    Epoch epoch();
+    // Ends selection, login and lease of the token that is powered, for one who doesn't use it:
+    // needs no ConnectLock and waits for nobody. False if nobody powers it. Throws Fault.
+    static bool reset(const LockFile& lockFile);
+
+    // The two wait for nobody.
+    Epoch epoch() { return state().epoch(); }
     Condition condition(const Epoch& epoch);
 
     // Waits until nobody holds the token, and holds it. Death of the holder, a reset and a removal
-    // end the lease. Unless good, nothing is held.
+    // end the lease. Unless good, nothing is held. Where this process is asked to end meanwhile, it
+    // and the two below give `reset`.
     Condition acquire(const Epoch& epoch, Lease& lease);
     // The process that holds the token, 0 if none does.
     std::int32_t holder();
@@ -48,13 +48,14 @@ class Power {
 
     // Both end selection, login and lease, and wait for nobody. Connections of an earlier epoch
     // meet the reset, or the removal, until they look again.
-    void reset();
-    void removeCard();
+    void reset() { state().end(state().resets); }
+    void removeCard() { state().end(state().removals); }
 
   private:
     PoweredState& state() { return *static_cast<PoweredState*>(memory_.address()); }
-    Condition compare(const Epoch& epoch);
     bool isFree(bool lookForDead);
+    // Good, with nothing held, where somebody else holds it.
+    Condition tryToHold(const Epoch& epoch, Lease& lease, bool lookForDead);
     void sleep(std::uint32_t changes);
 
     const LockFile& lockFile_;

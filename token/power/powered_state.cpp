@@ -6,19 +6,57 @@
 
 #include <cerrno>
 #include <climits>
+#include <ctime>
+
+#include "token/base/system.h"
+#include "token/base/waiting.h"
 
 namespace token {
 
-void PoweredState::replaceSession(const Session& next) {
+namespace {
+
+// How long an end waits to wipe the keys at once. The guard is held for microseconds.
+constexpr std::chrono::milliseconds patienceOfAnEnd{200};
+
+constexpr long slice = 20'000'000;  // nanoseconds between two looks of a long wait
+
+// 0, or the error: one for each slice that the guard was another's.
+int tryForASlice(pthread_mutex_t& guard) {
+    timespec until{};
+    clock_gettime(CLOCK_REALTIME, &until);
+    until.tv_nsec += slice;
+    until.tv_sec += until.tv_nsec / 1'000'000'000;
+    until.tv_nsec %= 1'000'000'000;
+    return pthread_mutex_timedlock(&guard, &until);
+}
+
+}  // namespace
+
+Session PoweredState::sessionOf(const Epoch& epoch) const {
+    return sessionEpochs[session] == epoch ? sessions[session] : Session{};
+}
+
+void PoweredState::replaceSession(const Session& next, const Epoch& epoch) {
     const std::uint32_t old = session;
     sessions[1 - old] = next;
+    sessionEpochs[1 - old] = epoch;
     session = 1 - old;
     wipe(sessions[old].key);
 }
 
-void PoweredState::forget() {
-    replaceSession(Session{});
+void PoweredState::wipeOverdue() {
+    const Epoch now = epoch();
+    for (std::size_t i = 0; i < sessions.size(); ++i) {
+        if (!(sessionEpochs[i] == now)) {
+            wipe(sessions[i].key);
+        }
+    }
+}
+
+void PoweredState::end(std::atomic<std::uint32_t>& ends) {
+    ends += 1;
     free(INT_MAX);
+    const StateGuard wiping(*this, patienceOfAnEnd);
 }
 
 void PoweredState::free(int wake) {
@@ -29,14 +67,29 @@ void PoweredState::free(int wake) {
     }
 }
 
-StateGuard::StateGuard(PoweredState& state) : state_(state) {
-    if (pthread_mutex_lock(&state_.guard) == EOWNERDEAD) {
+StateGuard::StateGuard(PoweredState& state, std::optional<std::chrono::milliseconds> most)
+    : state_(state) {
+    Wait wait("is at work on the token's state");
+    const auto end = std::chrono::steady_clock::now() + most.value_or(std::chrono::milliseconds{0});
+    int error = pthread_mutex_trylock(&state_.guard);
+    while (error == EBUSY || error == ETIMEDOUT) {
+        if (most ? std::chrono::steady_clock::now() >= end : !wait.goesOn(state_.guardProcess)) {
+            return;
+        }
+        error = tryForASlice(state_.guard);
+    }
+    if (error == EOWNERDEAD) {
         pthread_mutex_consistent(&state_.guard);
     }
+    isHeld_ = true;
+    state_.guardProcess = system().processNumber();
 }
 
 StateGuard::~StateGuard() {
-    pthread_mutex_unlock(&state_.guard);
+    if (isHeld_) {
+        state_.wipeOverdue();
+        pthread_mutex_unlock(&state_.guard);
+    }
 }
 
 }  // namespace token

@@ -4,7 +4,9 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cstdint>
+#include <optional>
 
 #include "token/base/file.h"
 #include "token/rules/session.h"
@@ -21,13 +23,26 @@ struct alignas(8) Lease {
     bool isNone() const { return user == 0; }
 };
 
+// The resets and removals up to a connection's last look. While there were no more, the connection
+// may go on.
+struct alignas(8) Epoch {
+    std::uint32_t resets = 0;
+    std::uint32_t removals = 0;
+
+    bool operator==(const Epoch&) const = default;
+};
+
 // A powered token, in memory that all its users share. `formed`, `stamp` and `image` are written
 // before others can find the memory, and only read afterwards. Who has the guard may change the
-// rest. `holder` and `changes` are also read without it. A user that dies with the guard does no
-// harm: a session counts when `session` points to it, and every other change is one word;
-// `holderProcess` is only shown.
+// sessions, and take the token. A user that dies with the guard does no harm: a session counts when
+// `session` points to it, and every other change is one word.
+//
+// A reset and a removal need no guard, so that a user that was stopped with it holds none of them
+// up: they count themselves, and free the token. A session counts only in the epoch that it was
+// stored in, and who takes the token looks at the epoch behind that. What is left of a session of
+// an earlier epoch is wiped by the next one to give the guard back.
 struct PoweredState {
-    static constexpr std::uint32_t layout = 3;
+    static constexpr std::uint32_t layout = 4;
 
     std::uint32_t formed;  // `layout`, once the rest stands
     std::uint64_t stamp;
@@ -35,22 +50,33 @@ struct PoweredState {
 
     pthread_mutex_t guard;
 
-    std::uint32_t lastUser;
-    std::uint32_t resets;  // of this power-up, as are the removals
-    std::uint32_t removals;
+    std::atomic<std::int32_t> guardProcess;  // that has or had the guard; only shown
+    std::atomic<std::uint32_t> lastUser;
+    std::atomic<std::uint32_t> resets;  // of this power-up, as are the removals
+    std::atomic<std::uint32_t> removals;
 
     std::array<Session, 2> sessions;
+    std::array<Epoch, 2> sessionEpochs;
     std::uint32_t session;  // the index of the current one
 
-    std::atomic<Lease> holder;   // a word, so that no half of it is ever seen
-    std::int32_t holderProcess;  // of the last holder
-    std::uint32_t waiting;       // users that sleep until the holder is gone; may count dead ones
+    std::atomic<Lease> holder;                // a word, so that no half of it is ever seen
+    std::atomic<std::int32_t> holderProcess;  // of the last holder; only shown
+    // Users that sleep until the holder is gone; may count dead ones.
+    std::atomic<std::uint32_t> waiting;
     std::atomic<std::uint32_t> changes;  // what they sleep on
 
-    // Puts another session in the place of the current one, and wipes that one's key.
-    void replaceSession(const Session& next);
-    // Ends selection and login, and frees the token whoever holds it.
-    void forget();
+    Epoch epoch() const { return {resets, removals}; }
+    // The session of this epoch.
+    Session sessionOf(const Epoch& epoch) const;
+    // Puts another session, of this epoch, in the place of the current one, and wipes that one's
+    // key.
+    void replaceSession(const Session& next, const Epoch& epoch);
+    // Wipes the keys of earlier epochs.
+    void wipeOverdue();
+    // Ends selection, login and lease: counts in `ends`, which is `resets` or `removals`. Keys are
+    // wiped when it returns, unless somebody was stopped with the guard: then when he goes on, or
+    // has ended and another takes the guard.
+    void end(std::atomic<std::uint32_t>& ends);
     // Frees the token, and wakes as many of those that wait.
     void free(int wake);
 };
@@ -58,16 +84,21 @@ struct PoweredState {
 static_assert(std::atomic<Lease>::is_always_lock_free);
 static_assert(std::atomic<std::uint32_t>::is_always_lock_free);
 
-// Has the guard while it lives.
+// Has the guard while it lives. Waits for it no longer than told; without a limit as long as the
+// one lives who has it, or until this process is asked to end.
 class StateGuard {
   public:
-    explicit StateGuard(PoweredState& state);
+    explicit StateGuard(PoweredState& state,
+                        std::optional<std::chrono::milliseconds> most = std::nullopt);
     StateGuard(const StateGuard&) = delete;
     StateGuard& operator=(const StateGuard&) = delete;
     ~StateGuard();
 
+    bool isHeld() const { return isHeld_; }
+
   private:
     PoweredState& state_;
+    bool isHeld_ = false;
 };
 
 }  // namespace token
