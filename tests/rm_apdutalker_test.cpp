@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <latch>
+#include <semaphore>
 #include <thread>
 
 #include "apdulib/auto_reconnect_talker.h"
@@ -141,6 +142,14 @@ TEST(Talker, DoesNothingWithoutATable) {
          "reconnect: 80004005", "detach: 0", "card: 0"}};
     expectSteps(talker, manager, script);
     expectSteps(talker, manager, script);
+    // Nor where the mapping of its name is another one, which has no room for it.
+    const std::string name = std::to_string(GetCurrentProcessId()) + "_small";
+    const HANDLE mapping =
+        CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 16, name.c_str());
+    RMApduTalker other("small", 2);
+    EXPECT_NE(perform(other, "create"), "0");
+    EXPECT_EQ(perform(other, "lock"), "80004005");
+    CloseHandle(mapping);
 }
 
 struct OneTalker : testing::Test {
@@ -221,6 +230,29 @@ TEST(Talker, ChangesTheTableUnderItsMutex) {
     EXPECT_TRUE(TableView().isNew);
 }
 
+// Two threads in calls that wait for each other would wait for ever.
+TEST(Talker, HoldsNoMutexInACall) {
+    RecordingResourceManager manager;
+    MTLock mutex(std::to_string(GetCurrentProcessId()) + "_" + mutexName, nullptr);
+    RMApduTalker talker(reader, 2U);
+    std::counting_semaphore<> taken(0);
+    std::deque<std::jthread> others;
+    for (const char* call :
+         {"establish", "connect", "begin", "transmit", "reconnect", "end", "disconnect"}) {
+        manager.during[call] = [&, call] {
+            others.emplace_back([&] {
+                const LockGuard guard(&mutex);
+                taken.release();
+            });
+            EXPECT_TRUE(taken.try_acquire_for(std::chrono::seconds(2))) << call;
+        };
+    }
+    for (const char* operation : {"create", "lock", "transmit", "reconnect", "unlock", "detach"}) {
+        perform(talker, operation);
+    }
+    EXPECT_EQ(others.size(), 7U);
+}
+
 TEST_F(OneTalker, KeepsTheRecordsOfThreadsApart) {
     std::latch start(16);
     const auto work = [&] {
@@ -257,6 +289,7 @@ TEST(Talker, SharesTheTableOfItsReader) {
     EXPECT_EQ(elsewhere.lock(), 0U);
     EXPECT_EQ(contextOf(*second), view.table->records);
     EXPECT_EQ(view.table->records[0].lockCount, 2U);
+    EXPECT_EQ(view.table->records[0].grabbed, 1U);
     contextOfNewThread(*second);
     EXPECT_EQ(manager.take(),
               " | open 1 | begin 101 | establish 2 | connect 2 1 3 VDW ifdh 1 | begin 102"

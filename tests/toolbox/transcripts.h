@@ -61,6 +61,11 @@ inline const std::pair<std::string, std::string> transcripts[] = {
     {"pr d dx 3f000001 e\nabc dx 3f000001 d pr D pr e abc pr D dx E 3f000001 abc",
      ">Failed: " INVALID "/>OK./21 fe 30 3c 99 7c a5 6e />OK./61 62 63 />OK./61 62 63 />OK./"
      "21 fe 30 3c 99 7c a5 6e />OK./61 62 63 />Syntax error./>Syntax error./>/"},
+    // Encrypting that fails leaves what was encrypted last, but for its length.
+    {"mk 3f000004 1F dx 3f000001 E abc dx 3f009999 E abc dx 3f000001 D dx 3f000004 E 12345678 "
+     "dx 3f000001 D rm 3f000004",
+     ">OK./>OK./21 fe 30 3c 99 7c a5 6e />Failed: " MISSING "/>OK./61 62 63 />Failed: Bad file "
+     "selected. 0xe0066405/>Failed: " INVALID "/>OK./>/"},
     // By another implementation of the cipher.
     {"mk 3f000003 1F wk 3f000003 \376\334\272\230vT2\20\361\342\323\304\265\246\227\210 "
      "dx 3f000003 e \351bcdefgh rm 3f000003",
