@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
 #include <functional>
 #include <iostream>
 #include <thread>
@@ -10,6 +13,7 @@
 #include "tests/toolbox/process.h"
 #include "tests/toolbox/scratch_image.h"
 #include "token/door/slot.h"
+#include "token/power/powered_state.h"
 
 namespace {
 
@@ -170,6 +174,93 @@ TEST_F(SharingTest, WhoComesFirstMakesTheImageWhole) {
     talk("a connect -  b connect -  c connect -  a - good  b - good  c - good");
     talk("a login 0090  a root 003f0200000000000090  b create 0090  c list 010001000090");
     EXPECT_EQ(std::filesystem::status(path_).permissions(), std::filesystem::perms(0600));
+}
+
+struct Region {
+    std::uint8_t* begin;
+    std::size_t size;
+};
+
+// The parts of this process's memory that may be written, and the one that processes share.
+std::vector<Region> writableMemory(token::PoweredState*& shared) {
+    std::vector<Region> regions;
+    std::ifstream maps("/proc/self/maps");
+    for (std::string line; std::getline(maps, line);) {
+        std::uintptr_t begin = 0;
+        std::uintptr_t end = 0;
+        char access[5] = {};
+        std::sscanf(line.c_str(), "%lx-%lx %4s", &begin, &end, access);
+        if (line.find("/SYSV") != std::string::npos) {
+            shared = reinterpret_cast<token::PoweredState*>(begin);
+        } else if (std::string(access).starts_with("rw") && end - begin < (64U << 20)) {
+            regions.push_back({reinterpret_cast<std::uint8_t*>(begin), end - begin});
+        }
+    }
+    return regions;
+}
+
+// How often the bytes that are another's with all bits turned stand in memory.
+int count(const std::vector<Region>& regions, const Bytes& turned) {
+    int found = 0;
+    const auto isTurned = [](std::uint8_t a, std::uint8_t b) { return (a ^ b) == 0xFF; };
+    for (const Region& region : regions) {
+        const std::uint8_t* const end = region.begin + region.size;
+        const std::uint8_t* at = region.begin;
+        while ((at = std::search(at, end, turned.begin(), turned.end(), isTurned)) != end) {
+            ++found;
+            ++at;
+        }
+    }
+    return found;
+}
+
+TEST(PoweredMemory, HoldsTheKeyAloneAndNoLongerThanTheLogin) {
+    ScratchFolder folder;
+    putFreshImage(folder.file("token.db"));
+    token::Slot slot({folder.file("token.db"), false});
+    auto connection = connectionTo(slot);
+    token::PoweredState* state = nullptr;
+    writableMemory(state);
+    ASSERT_NE(state, nullptr);
+    const std::string isSwappedAndDumped =
+        "awk '$5 == " + std::to_string(getpid()) +
+        " { print $3 }' /proc/sysvipc/shm; awk '/SYSV/ "
+        "{ on = 1 } on && /VmFlags/ { print / dd / ? \"not\" : \"dumped\"; exit }' /proc/" +
+        std::to_string(getpid()) + "/smaps";
+    EXPECT_EQ(run(isSwappedAndDumped), "3600/not/0");
+
+    const auto keys = [&] {
+        return std::count_if(state->sessions.begin(), state->sessions.end(), [](auto& session) {
+            return std::any_of(session.key.begin(), session.key.end(),
+                               [](auto b) { return b != 0; });
+        });
+    };
+    const std::pair<const char*, std::function<void()>> ends[] = {
+        {"logout", [&] { answer(*connection, frameOf("dc", "00")); }},
+        {"a failed login", [&] { answer(*connection, frameOf("20", "0135")); }},
+        {"reset", [&] { connection->reset(); }},
+        {"removal", [&] { slot.remove(); }}};
+    for (const auto& [name, end] : ends) {
+        for (int again = 0; again < 2; ++again) {  // one login replaces the other
+            EXPECT_EQ(answer(*connection, frameOf("20", "0431323334")), "0090") << name;
+            EXPECT_EQ(keys(), 1) << name;
+        }
+        const auto& current = state->sessions[state->session].key;
+        Bytes turned(current.begin(), current.end());
+        for (std::uint8_t& byte : turned) {
+            byte = static_cast<std::uint8_t>(~byte);
+        }
+        answer(*connection, frameOf("a4", "0001003f"));
+        answer(*connection, frameOf("e0", "010120000100"));
+        answer(*connection, frameOf("a4", "0002003f0100"));
+        answer(*connection, frameOf("d0", "00000200beef"));
+        const Region powered{reinterpret_cast<std::uint8_t*>(state), sizeof *state};
+        EXPECT_EQ(count({powered}, turned), 1) << name;
+        EXPECT_EQ(count(writableMemory(state), turned), 0) << name;
+        end();
+        EXPECT_EQ(keys(), 0) << name;
+        EXPECT_EQ(count(writableMemory(state), turned), 0) << name;
+    }
 }
 
 }  // namespace
