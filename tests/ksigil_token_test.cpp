@@ -190,7 +190,8 @@ TEST_F(ToolTest, UsesNoOtherUsersMemory) {
         GTEST_SKIP() << "only the superuser can act as another user";
     }
     putFreshImage(path);
-    EXPECT_EQ(shell("chown 1 t.db; " TOOL " insert >/dev/null; stat -c %u *.lock; rm *.lock"), "1/0");
+    EXPECT_EQ(shell("chown 1 t.db; " TOOL " insert >/dev/null; stat -c %u *.lock; rm *.lock"),
+              "1/0");
     const token::LockFile file(path);
     token::LockFile::Memory forged{-1, 7, token::system().memorySpace(), 0};
     int ready[2];

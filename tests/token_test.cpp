@@ -169,7 +169,7 @@ TEST_F(TokenTest, IsAtMost255LevelsDeep) {
         EXPECT_EQ(send("e0", "020000000100"), "0090");
         path += "0100";
     }
-    EXPECT_EQ(send("a4", "00ff" + path.substr(4) + "0200"), "0764");
+    EXPECT_EQ(send("a4", "00ff" + path.substr(0, path.size() - 4) + "0200"), "0764");
     EXPECT_EQ(send("a4", "00ff" + path), "01000200000000000090");
     EXPECT_EQ(send("e0", "020000000100"), "0564");
 }

@@ -199,7 +199,7 @@ Power::Condition Power::load(const Epoch& epoch, Session& session) {
     const StateGuard guard(state());
     const Condition before = guard.isHeld() ? condition(epoch) : Condition::reset;
     if (before == Condition::good) {
-        session = state().sessionOf(epoch);
+        state().readSession(epoch, session);
     }
     return before;
 }

@@ -32,8 +32,12 @@ int tryForASlice(pthread_mutex_t& guard) {
 
 }  // namespace
 
-Session PoweredState::sessionOf(const Epoch& epoch) const {
-    return sessionEpochs[session] == epoch ? sessions[session] : Session{};
+void PoweredState::readSession(const Epoch& epoch, Session& to) const {
+    if (sessionEpochs[session] == epoch) {
+        to = sessions[session];
+    } else {
+        to = Session{};
+    }
 }
 
 void PoweredState::replaceSession(const Session& next, const Epoch& epoch) {

@@ -66,8 +66,8 @@ struct PoweredState {
     std::atomic<std::uint32_t> changes;  // what they sleep on
 
     Epoch epoch() const { return {resets, removals}; }
-    // The session of this epoch.
-    Session sessionOf(const Epoch& epoch) const;
+    // Gives the session of this epoch. It makes no other copy of the key.
+    void readSession(const Epoch& epoch, Session& to) const;
     // Puts another session, of this epoch, in the place of the current one, and wipes that one's
     // key.
     void replaceSession(const Session& next, const Epoch& epoch);
