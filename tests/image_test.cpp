@@ -45,6 +45,7 @@ struct FailingDisk {
     static int open(sqlite3_vfs* self, const char* name, sqlite3_file* file, int flags, int* out) {
         static std::map<const sqlite3_io_methods*, sqlite3_io_methods> failing;
         static const sqlite3_io_methods* methods = nullptr;
+        static int (*map)(sqlite3_file*, int, int, int, void volatile**) = nullptr;
         file->pMethods = nullptr;
         const int rv = fails(false) ? SQLITE_CANTOPEN : real->xOpen(self, name, file, flags, out);
         if (file->pMethods != nullptr) {
@@ -60,6 +61,10 @@ struct FailingDisk {
             };
             own.xTruncate = [](sqlite3_file* of, sqlite3_int64 size) {
                 return fails(false) ? SQLITE_IOERR_TRUNCATE : methods->xTruncate(of, size);
+            };
+            map = map == nullptr ? methods->xShmMap : map;
+            own.xShmMap = [](sqlite3_file* of, int at, int size, int more, void volatile** to) {
+                return fails(false) ? SQLITE_IOERR_SHMMAP : map(of, at, size, more, to);
             };
             file->pMethods = &own;
         }
@@ -150,7 +155,7 @@ const struct {
     {putTrialImage, firstLogin, "d4 " + otherPassword, "SELECT hex(wrapped_key) FROM password"},
     {putTrialImage, firstLogin + "a4 0001003f", "e0 0101c4090500"},
     {putTrialImage, "a4 0002003f0100", "d0 fe03040061626364"},
-    {putTrialImage, firstLogin + "a4 0002003f0200", "d0 fe07040061626364", oldPage},
+    {putTrialImage, firstLogin + "a4 0002003f0200", "d0 fe07040061626364"},
     {putTrialImage, firstLogin + "a4 0002003f0300", "d6 " + keyValue,
      "SELECT hex(key) FROM object WHERE id = 3"},
     {putTrialImage, firstLogin + "a4 0002003f0200", "e2 01", oldPage}};
@@ -208,7 +213,7 @@ TEST_F(FaultTest, DamageIsNeverTakenForPrivateContent) {
             char& byte = damaged[random() % damaged.size()];
             byte = static_cast<char>(byte ^ 1 << random() % 8);
         }
-        std::filesystem::remove(path + "-journal");
+        std::filesystem::remove(path + "-wal");
         put(path, damaged);
         TrialToken token(path);
         const auto seen = token.see();

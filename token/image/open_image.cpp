@@ -1,42 +1,79 @@
 #include "token/image/open_image.h"
 
-#include <chrono>
-#include <thread>
+#include <optional>
 
+#include "token/base/fault.h"
+#include "token/base/system.h"
+#include "token/base/waiting.h"
 #include "token/image/companions.h"
 #include "token/image/tables.h"
 
 namespace token {
 namespace {
 
-// How long one waits for another's lock on the database. A lock is free for moments only while
-// somebody writes and writes: so the looks are many.
-constexpr std::chrono::milliseconds lookEvery{1};
-constexpr int mostLooks = 1000;
+constexpr const char* busyOnes = "works on the image";
 
 int waitForLock(void*, int looks) {
-    std::this_thread::sleep_for(lookEvery);
-    return looks < mostLooks ? 1 : 0;
+    thread_local std::optional<Wait> wait;
+    if (looks == 0) {
+        wait.emplace(busyOnes);
+    }
+    return wait->pause(0) ? 1 : 0;
+}
+
+int checkpoint(Database& database) {
+    return sqlite3_wal_checkpoint_v2(database.handle(), "main", SQLITE_CHECKPOINT_TRUNCATE, nullptr,
+                                     nullptr);
 }
 
 }  // namespace
 
 Database openImage(const std::string& path) {
     needOwnCompanions(path);
-    Database database(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX);
+    Database database(path, SQLITE_OPEN_READWRITE);
+    if (sqlite3_db_readonly(database.handle(), "main") != 0) {
+        throw Fault("it is read-only");
+    }
+    // The database gives the log the image's own mode.
+    needSuccess(system().closeToOthers(path), "cannot keep other users from", path);
     sqlite3_busy_handler(database.handle(), waitForLock, nullptr);
-    // An image has no trigger and no view. One that is added after the tables were compared must
-    // not act either.
+    // The log is taken into the image at every so many pages.
+    database.execute(
+        "PRAGMA synchronous = FULL; PRAGMA wal_autocheckpoint = 256; PRAGMA secure_delete = ON");
+    needImageIn(database);
+    return database;
+}
+
+// An image has no trigger and no view. One that is added after the tables were compared must not
+// act either. What the database sorts or undoes it keeps in memory, and never in another file.
+void needImageIn(Database& database) {
     sqlite3_db_config(database.handle(), SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
     sqlite3_db_config(database.handle(), SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
     sqlite3_db_config(database.handle(), SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
-    database.execute("PRAGMA trusted_schema = OFF; PRAGMA cell_size_check = ON");
+    database.execute(
+        "PRAGMA trusted_schema = OFF; PRAGMA cell_size_check = ON; PRAGMA temp_store = MEMORY");
     needTables(database);
-    return database;
 }
 
 void beginReading(Database& database) {
     database.execute("BEGIN; PRAGMA schema_version");  // the least that there is to read
+}
+
+void emptyLog(Database& database) {
+    Wait wait(busyOnes);
+    int result = checkpoint(database);
+    while ((result & 0xFF) == SQLITE_BUSY && wait.pause(0)) {
+        result = checkpoint(database);
+    }
+    if (result != SQLITE_OK) {
+        database.fail();
+    }
+}
+
+void tryToEmptyLog(Database& database) {
+    sqlite3_busy_handler(database.handle(), nullptr, nullptr);
+    checkpoint(database);
+    sqlite3_busy_handler(database.handle(), waitForLock, nullptr);
 }
 
 }  // namespace token

@@ -62,6 +62,8 @@ std::string textOf(const std::string& path, const token::Overview& overview) {
          << "Powered:       " << (overview.powered ? "yes" : "no") << '\n'
          << "Failed logins: " << overview.failedLogins
          << (isBlocked(overview) ? ", the password is blocked" : "") << '\n'
+         << (overview.hasLog ? "Beside it:     its log, a part of it: back it up, copy none alone\n"
+                             : "")
          << '\n'
          << std::left;
     for (const token::Overview::Entry& entry : overview.entries) {
@@ -86,6 +88,7 @@ std::string jsonOf(const std::string& path, const token::Overview& overview) {
         {"serial", digitsOf(overview.serial)},
         {"present", overview.present},
         {"powered", overview.powered},
+        {"log", overview.hasLog},
         {"failedLogins", overview.failedLogins},
         {"blocked", isBlocked(overview)},
         {"objects", std::move(objects)},
