@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -12,7 +13,9 @@
 #include "tests/toolbox/sql.h"
 #include "tests/toolbox/trial_token.h"
 #include "token/care/check.h"
+#include "token/care/image_copy.h"
 #include "token/care/owner.h"
+#include "token/image/image_bytes.h"
 
 namespace {
 
@@ -130,6 +133,12 @@ TEST_F(FaultTest, AKilledWriterLeavesWhatWasAnsweredAndNothingElse) {
         for (; *answered > 0; --*answered) {
             nthWrite(written++, expected[1]);
         }
+        if (std::filesystem::exists(path + "-wal")) {  // and a part of what was to follow
+            std::ofstream(path + "-wal", std::ios::app) << std::string(random() % 9000, 'x');
+        }
+        token::ImageCopy copy = token::copyImage(path);
+        const token::Buffer bytes = token::bytesOf(copy.database);
+        put(folder.file("copy.db"), {bytes.begin(), bytes.end()});
         TrialToken token(path);
         ASSERT_EQ(token.send("d2 000000"), "0464") << token.why;
         ASSERT_EQ(token.send("a4 0002003f0200 b0 00000100"), "8269");
@@ -138,6 +147,7 @@ TEST_F(FaultTest, AKilledWriterLeavesWhatWasAnsweredAndNothingElse) {
             nthWrite(written++, expected[1]);  // it was under way
         }
         ASSERT_EQ(token.see(), expected) << round;
+        ASSERT_EQ(TrialToken(folder.file("copy.db")).see(), expected) << round;
     }
     EXPECT_GT(written, 1000U);
 }
@@ -198,6 +208,19 @@ TEST_F(FaultTest, AFailingDiskLeavesAChangeWholeOrUndone) {
             EXPECT_LE(seen.size(), 2U);
         }
     }
+}
+
+TEST_F(FaultTest, ALimitOnFilesIsAFailureAndNoEnd) {
+    putTrialImage(path);
+    TrialToken token(path);
+    token.send("a4 0002003f0100");
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit few{100, before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &few);
+    EXPECT_EQ(token.send("d0 0000010061"), "8165");
+    setrlimit(RLIMIT_FSIZE, &before);
+    EXPECT_EQ(token.send("d0 0000010061"), "0090");
 }
 
 TEST_F(FaultTest, DamageIsNeverTakenForPrivateContent) {

@@ -223,7 +223,7 @@ TEST_F(ToolTest, FindsDamageAndRestoresOverIt) {
     putFreshImage(folder.file("fresh"));
     sql(path, "DELETE FROM page WHERE number = 66");
     run("backup bad", 2, "damaged.*3f000001, page 2: missing");
-    // A crash's journal stays with its image, and does not come to stand beside the new one.
+    // A crash's log stays with its image, and does not come to stand beside the new one.
     for (const bool cutOff : {false, true}) {
         shell("cp whole t.db");
         if (fork() == 0) {
@@ -233,7 +233,7 @@ TEST_F(ToolTest, FindsDamageAndRestoresOverIt) {
         }
         wait(nullptr);
         if (cutOff) {  // as a restoring leaves it that ended in between
-            shell("ln t.db t.db.replaced; mv t.db-journal t.db.replaced-journal");
+            shell("ln t.db t.db.replaced; mv t.db-wal t.db.replaced-wal");
         }
         run("restore fresh && ls && $T check --login", 0, "fresh/t.db/t.db.lock/w.*is sound");
     }

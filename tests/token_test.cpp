@@ -244,7 +244,7 @@ const std::array<std::string, 3> wrongPlaces[] = {
      "PRAGMA application_id = 0x6B536967; PRAGMA user_version = 4; PRAGMA journal_mode = WAL;"
      "CREATE TABLE t (x)"},
     {"has a second name", "ln fresh", ""},
-    {"repeat it", "cp fresh 'a 100%?#.db.replaced'; ln *.replaced", ""},
+    {"Repeat it", "cp fresh 'a 100%?#.db.replaced'; ln *.replaced", ""},
     {"cannot be found", "ln -s nothing", ""}};
 
 TEST_F(ImageFileTest, WhatIsNoImageIsNeverWritten) {

@@ -7,6 +7,7 @@
 #include "token/base/bytes.h"
 #include "token/base/fault.h"
 #include "token/base/system.h"
+#include "token/image/companions.h"
 #include "token/image/image_format.h"
 #include "token/image/sql.h"
 
@@ -65,8 +66,14 @@ std::string secondNameOf(const std::string& path, const FileFacts& facts) {
     const bool wasSetAside = system().look(aside, Links::stopAt, other) == 0 &&
                              other.kind == FileFacts::Kind::file &&
                              other.identity == facts.identity;
-    return wasSetAside ? ", " + aside + ": a restore was cut off, so repeat it"
-                       : " (a hard link), so its locks would not hold";
+    if (!wasSetAside) {
+        return " (a hard link), so its locks would not hold";
+    }
+    const std::string logs =
+        lengthOfLog(aside) == 0 ? ""
+                                : "move " + aside + logEnding + " to " + path + logEnding + " and ";
+    return ", " + aside + ": a restore was cut off. Repeat it, or, to keep the old image, " + logs +
+           "remove that name";
 }
 
 }  // namespace
