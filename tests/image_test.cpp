@@ -25,6 +25,7 @@ struct FailingDisk {
     static inline int untilFailure = 0;  // calls, the failing one included; 0 or less: none
     static inline bool isFull = false;
     static inline bool hasFailed = false;
+    static inline int syncs = 0;
     static inline sqlite3_vfs* const real = sqlite3_vfs_find(nullptr);
 
     static bool fails(bool writes) {
@@ -60,6 +61,7 @@ struct FailingDisk {
                 return failed ? (isFull ? SQLITE_FULL : SQLITE_IOERR_WRITE) : result;
             };
             own.xSync = [](sqlite3_file* of, int how) {
+                ++syncs;
                 return fails(false) ? SQLITE_IOERR_FSYNC : methods->xSync(of, how);
             };
             own.xTruncate = [](sqlite3_file* of, sqlite3_int64 size) {
@@ -190,11 +192,13 @@ TEST_F(FaultTest, AFailingDiskLeavesAChangeWholeOrUndone) {
                 FailingDisk::untilFailure = call;
                 FailingDisk::isFull = full;
                 FailingDisk::hasFailed = false;
+                FailingDisk::syncs = 0;
                 if (change.empty()) {
                     token.emplace(path);
                     EXPECT_EQ(token->connection == nullptr, !token->why.empty());
                 } else if (call >= 0) {
                     EXPECT_EQ(token->send(change) == "8165", FailingDisk::hasFailed);
+                    EXPECT_TRUE(FailingDisk::hasFailed || FailingDisk::syncs > 0);
                     EXPECT_FALSE(call == 0 && replaced.size() > 1 &&
                                  holds(replaced.substr(replaced.size() / 2, 32)));
                 }

@@ -131,7 +131,7 @@ const Case plants[] = {
     {"truncate -s 9M t.db", "is longer than any token image"}};
 
 TEST_F(ToolTest, TrustsNothingBesideAnImage) {
-    const std::string sums = "sha1sum $(find . -type f | grep -v lock)";
+    const std::string sums = "sha1sum $(find . -type f -size +0 | grep -v lock)";
     for (const auto& [plant, said] : plants) {
         shell("rm -rf *");
         putFreshImage(path);
@@ -141,6 +141,10 @@ TEST_F(ToolTest, TrustsNothingBesideAnImage) {
             EXPECT_THAT(shell(TOOL " " + command), testing::ContainsRegex(said)) << plant;
         }
         EXPECT_THAT(shell("echo logout | " QVSH " any"), testing::ContainsRegex(said)) << plant;
+        try {  // what is put there behind the first look
+            token::Database(path, SQLITE_OPEN_READWRITE).execute("SELECT * FROM token");
+        } catch (const token::Fault&) {
+        }
         EXPECT_EQ(shell(sums), before) << plant;
     }
     shell("rm -rf *");
@@ -188,7 +192,8 @@ TEST_F(ToolTest, UsesNoOtherUsersMemory) {
         GTEST_SKIP() << "only the superuser can act as another user";
     }
     putFreshImage(path);
-    EXPECT_EQ(shell("chown 1 t.db; " TOOL " insert >/dev/null; stat -c %u *.lock; rm *.lock"), "1/0");
+    EXPECT_EQ(shell("chown 1 t.db; " TOOL " insert >/dev/null; stat -c %u *.lock; rm *.lock"),
+              "1/0");
     const token::LockFile file(path);
     token::LockFile::Memory forged{-1, 7, token::system().memorySpace(), 0};
     int ready[2];
@@ -210,6 +215,40 @@ TEST_F(ToolTest, UsesNoOtherUsersMemory) {
     EXPECT_EQ(shmctl(forged.id, IPC_STAT, &about), 0);
     EXPECT_EQ(about.shm_lpid, about.shm_cpid);
     shmctl(forged.id, IPC_RMID, nullptr);
+}
+
+// In the folder of a user's image, in whose log, after a crash of the superuser's shell, stands
+// 0005.
+const Case others[] = {
+    {"stat -c %u t.db t.db-wal t.db-shm t.db.lock", "^1/1/1/1/0$"},
+    {"unshare -m sh -c 'mount --bind . . && mount -o remount,ro,bind . && cd $PWD && $T show; "
+     "$T check; $T backup ../$$; rm ../$$; $T unblock'",
+     "Its log: .*3f000005/.*is sound.*Backed up.*t.db.lock: Read-only file system/2$"},
+    {"$U check; ls t.db-wal; $T backup b; $T restore b; stat -c %u:%a t.db*",
+     "sound.*/t.db-wal/Backed.*/Restored.*/1:600/1:600/0$"},
+    {"chown 0 t.db; $U show; $U check; $U backup b", "(t.db: Permission denied.*){3}"}};
+
+TEST_F(ToolTest, WorksForItsOwnerAndWhereNothingCanBeWritten) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only the superuser is another user, too";
+    }
+    for (const auto& [commands, said] : others) {
+        shell("rm -rf *; chown 1 .; chmod go+x ..");
+        putFreshImage(path);
+        shell("chown 1 t.db");
+        if (fork() == 0) {
+            token::Slot slot({path, false});
+            const auto connection = connectionTo(slot);
+            answer(*connection, frameOf("a4", "0001003f"));
+            answer(*connection, frameOf("e0", "020000000500"));
+            _exit(0);
+        }
+        wait(nullptr);
+        EXPECT_THAT(shell("export T=" TOOL "; U=\"setpriv --reuid 1 --clear-groups $T\"; " +
+                          std::string(commands)),
+                    testing::ContainsRegex(said))
+            << commands;
+    }
 }
 
 TEST_F(ToolTest, FindsDamageAndRestoresOverIt) {

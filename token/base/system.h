@@ -25,7 +25,7 @@ struct FileFacts {
 enum class Links { follow, stopAt };
 
 // All that the token asks of the operating system for its files, their locks and its shared memory.
-// The database has an interface of its own, for the image and its journal.
+// The database has an interface of its own, for the image and its log.
 //
 // A function that gives an int gives 0, or the system's error number, whose words systemFault
 // tells; it has then changed nothing, unless it says otherwise. Paths are taken as they stand. Any

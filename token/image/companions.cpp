@@ -61,7 +61,6 @@ FileIdentity ownCompanion(const std::string& imagePath, const char* ending) {
     const int error = isThere(factsOf(path)) ? EEXIST : system().makeFile(path, made);
     if (error != EEXIST) {
         needSuccess(error, "cannot make", path);
-        needSuccess(system().giveToOwnerOf(imagePath, made), "cannot share", path);
     }
     const FileFacts facts = factsOf(path);
     needOwn(path, facts, imagePath);

@@ -23,7 +23,7 @@ void Database::open(const char* name, int flags, const char* files) {
         sqlite3_open_v2(name, &handle, flags | SQLITE_OPEN_EXRESCODE | SQLITE_OPEN_NOMUTEX, files);
     handle_.reset(handle);
     if (error != SQLITE_OK) {
-        throw Fault(words());
+        throw Fault(words(name));
     }
 }
 
@@ -40,13 +40,12 @@ void Database::fail() const {
         case SQLITE_NOTADB:
             throw Damage(sqlite3_errmsg(handle()));
         default:
-            throw Fault(words());
+            throw Fault(words(sqlite3_db_filename(handle(), "main")));
     }
 }
 
 // With the file and, where the system failed, its reason.
-std::string Database::words() const {
-    const char* const path = sqlite3_db_filename(handle(), "main");
+std::string Database::words(const char* path) const {
     const int result = sqlite3_errcode(handle()) & 0xFF;
     const bool isSystems = result == SQLITE_IOERR || result == SQLITE_CANTOPEN;
     const int error = isSystems ? sqlite3_system_errno(handle()) : 0;

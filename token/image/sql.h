@@ -25,7 +25,7 @@ class Database {
 
   private:
     void open(const char* name, int flags, const char* files);
-    std::string words() const;
+    std::string words(const char* path) const;
 
     struct Closer {
         void operator()(sqlite3* handle) const { sqlite3_close(handle); }
