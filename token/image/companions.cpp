@@ -82,10 +82,12 @@ bool isCompanion(const std::string& imagePath, const std::string& file) {
 void needNoLog(const std::string& imagePath) {
     for (const char* ending : {logEnding, journalEnding}) {
         const std::string log = imagePath + ending;
-        if (factsOf(log).size != 0) {
-            throw Fault("there is no image " + imagePath + ", but its " + log +
-                        ": put the image back, or delete that file");
+        if (factsOf(log).size == 0) {
+            continue;
         }
+        std::string words = "there is no image ";
+        words.append(imagePath).append(", but its ").append(log);
+        throw Fault(words.append(": put the image back, or delete that file"));
     }
 }
 
