@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <sys/shm.h>
 
+#include <optional>
 #include <thread>
 
 #include "tests/toolbox/process.h"
@@ -8,7 +9,7 @@
 #include "tests/toolbox/sql.h"
 #include "token/base/system.h"
 #include "token/door/slot.h"
-#include "token/image/sql.h"
+#include "token/image/image.h"
 #include "token/power/lock_file.h"
 #include "token/power/powered_state.h"
 
@@ -179,6 +180,15 @@ TEST_F(ToolTest, IsHeldUpByNoStoppedNeighbour) {
         EXPECT_THAT(shows.hear(), testing::StartsWith("ksigil-token: " + line));
         EXPECT_THAT(shell.hear(), testing::StartsWith("ksigil: " + line));
     }
+    std::optional<Process> unblocks;
+    {
+        token::Image image(path);
+        const token::Image::Change change(image);
+        unblocks.emplace(environment + TOOL " unblock 2>&1'");
+        EXPECT_THAT(unblocks->hear(),
+                    testing::HasSubstr(std::to_string(getpid()) + ", which works"));
+    }
+    EXPECT_THAT(unblocks->hear(), testing::HasSubstr("is not blocked"));
     shell("mv t.db moved");
     for (const char* command : {"echo logout | " QVSH " any", TOOL " create"}) {
         EXPECT_THAT(shell(command), testing::HasSubstr("was removed while in use")) << command;

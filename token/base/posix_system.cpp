@@ -5,10 +5,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <system_error>
 
 #include "token/base/file_size_signal.h"
 #include "token/base/system.h"
@@ -241,6 +244,28 @@ void System::unlock(const File& file, std::int64_t place) {
 bool System::isLocked(const File& file, std::int64_t from, std::int64_t length) {
     struct flock lock = range(F_WRLCK, from, length);
     return fcntl(file.descriptor(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
+}
+
+// A descriptor of its own would take this process's locks with it when it is closed: so one is
+// looked for that is there.
+std::int32_t System::processThatLocks(const std::string& path, std::int64_t from,
+                                      std::int64_t length) {
+    struct stat wanted {};
+    std::error_code error;
+    if (stat(path.c_str(), &wanted) != 0) {
+        return 0;
+    }
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd", error)) {
+        const int descriptor = std::atoi(entry.path().filename().c_str());
+        struct stat about {};
+        struct flock lock = range(F_WRLCK, from, length);
+        if (fstat(descriptor, &about) == 0 && about.st_ino == wanted.st_ino &&
+            about.st_dev == wanted.st_dev && fcntl(descriptor, F_GETLK, &lock) == 0 &&
+            lock.l_type != F_UNLCK) {
+            return std::max(lock.l_pid, 0);
+        }
+    }
+    return 0;
 }
 
 int System::makeMemory(std::int32_t name, std::size_t bytes, std::int32_t& number) {

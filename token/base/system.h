@@ -82,6 +82,10 @@ class System {
     virtual void unlock(const File& file, std::int64_t place);
     // Whether another open file holds a lock in the range; `length` 0 is up to the end of all.
     virtual bool isLocked(const File& file, std::int64_t from, std::int64_t length);
+    // Of the database's locks, which belong to processes: another one that has one in the range of
+    // a file that this one has open; 0 if it is not known.
+    virtual std::int32_t processThatLocks(const std::string& path, std::int64_t from,
+                                          std::int64_t length);
 
     // A region of zeros that processes share, readable for its user alone, which comes into no core
     // dump and not into the swap, where the system allows. Others attach it by its number. Its

@@ -21,7 +21,7 @@ sqlite3_vfs* below() {
 }
 
 // The database gives each file the room for this, and behind it for the file below.
-struct alignas(std::max_align_t) OpenFile {
+struct OpenFile {
     sqlite3_file base{};
     const char* name = nullptr;  // the database's, as long as the file is open
     bool hasIndex = false;

@@ -13,12 +13,26 @@ namespace {
 
 constexpr const char* busyOnes = "works on the image";
 
-int waitForLock(void*, int looks) {
+// One who writes or reads has a lock on one of these bytes of the log's index. The byte behind them
+// is locked by all who have it open.
+constexpr std::int64_t firstLock = 120;
+constexpr std::int64_t locks = 8;
+
+std::int32_t busyProcess(sqlite3* handle) {
+    const char* const image = sqlite3_db_filename(handle, "main");
+    return system().processThatLocks(std::string(image) + indexEnding, firstLock, locks);
+}
+
+int waitForLock(void* handle, int looks) {
     thread_local std::optional<Wait> wait;
     if (looks == 0) {
         wait.emplace(busyOnes);
     }
-    return wait->pause(0) ? 1 : 0;
+    return wait->pause(busyProcess(static_cast<sqlite3*>(handle))) ? 1 : 0;
+}
+
+void waitForLocks(Database& database) {
+    sqlite3_busy_handler(database.handle(), waitForLock, database.handle());
 }
 
 int checkpoint(Database& database) {
@@ -36,7 +50,7 @@ Database openImage(const std::string& path) {
     }
     // The database gives the log the image's own mode.
     needSuccess(system().closeToOthers(path), "cannot keep other users from", path);
-    sqlite3_busy_handler(database.handle(), waitForLock, nullptr);
+    waitForLocks(database);
     // The log is taken into the image at every so many pages.
     database.execute(
         "PRAGMA synchronous = FULL; PRAGMA wal_autocheckpoint = 256; PRAGMA secure_delete = ON");
@@ -62,7 +76,7 @@ void beginReading(Database& database) {
 void emptyLog(Database& database) {
     Wait wait(busyOnes);
     int result = checkpoint(database);
-    while ((result & 0xFF) == SQLITE_BUSY && wait.pause(0)) {
+    while ((result & 0xFF) == SQLITE_BUSY && wait.pause(busyProcess(database.handle()))) {
         result = checkpoint(database);
     }
     if (result != SQLITE_OK) {
@@ -73,7 +87,7 @@ void emptyLog(Database& database) {
 void tryToEmptyLog(Database& database) {
     sqlite3_busy_handler(database.handle(), nullptr, nullptr);
     checkpoint(database);
-    sqlite3_busy_handler(database.handle(), waitForLock, nullptr);
+    waitForLocks(database);
 }
 
 }  // namespace token
