@@ -19,6 +19,7 @@
 #include "include/log_gate.h"
 #include "platform/embedded_resource_manager.h"
 #include "shell/hex_byte_writer.h"
+#include "token/base/file.h"
 
 using namespace ksigil;
 
@@ -228,7 +229,7 @@ void bareStatement(benchmark::State& state, const char* sql, bool writes) {
     need(sqlite3_open_v2(token.image().c_str(), &database,
                          SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr) == SQLITE_OK);
     need(sqlite3_exec(database,
-                      "PRAGMA journal_mode = TRUNCATE; PRAGMA synchronous = FULL;"
+                      "PRAGMA synchronous = FULL; PRAGMA wal_autocheckpoint = 256;"
                       "PRAGMA secure_delete = ON",
                       nullptr, nullptr, nullptr) == SQLITE_OK);
     sqlite3_stmt* statement = nullptr;
@@ -262,6 +263,33 @@ void bareWrite(benchmark::State& state) {
     bareStatement(state, "UPDATE page SET bytes = ? WHERE number = 64", true);
 }
 BENCHMARK(bareWrite)->UseRealTime();
+
+// The work of 400 commands `w`, each with 986 other bytes, beside a file to which as many bytes are
+// appended and synced as often.
+constexpr int durableWrites = 400;
+
+void writeCommands(benchmark::State& state) {
+    Token token;
+    std::vector<u8> bytes(frameBytes, 0xA5);
+    for (auto _ : state) {
+        ++bytes.back();
+        need(token.talker().lock() == 0);
+        need(token.files().writeFile(token.talker(), filePath, 0, bytes) == 0);
+        need(token.talker().unlock(SCARD_LEAVE_CARD) == 0);
+    }
+}
+BENCHMARK(writeCommands)->Iterations(durableWrites)->UseRealTime();
+
+void bareAppend(benchmark::State& state) {
+    const Folder folder;
+    const token::File file(open(folder.image().c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600));
+    const std::vector<u8> bytes(frameBytes, 0xA5);
+    for (auto _ : state) {
+        need(write(file.descriptor(), bytes.data(), frameBytes) == frameBytes);
+        need(fdatasync(file.descriptor()) == 0);
+    }
+}
+BENCHMARK(bareAppend)->Iterations(durableWrites)->UseRealTime();
 
 void readFile(benchmark::State& state) {
     Token token;

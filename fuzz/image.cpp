@@ -9,7 +9,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const ScratchFolder folder;
     const std::string path = folder.file("token.db");
-    std::filesystem::remove(path + "-journal");
+    std::filesystem::remove(path + "-wal");
     put(path, std::string(reinterpret_cast<const char*>(data), size));
     TrialToken token(path);
     token.see();

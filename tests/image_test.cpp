@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -12,7 +13,9 @@
 #include "tests/toolbox/sql.h"
 #include "tests/toolbox/trial_token.h"
 #include "token/care/check.h"
+#include "token/care/image_copy.h"
 #include "token/care/owner.h"
+#include "token/image/image_bytes.h"
 
 namespace {
 
@@ -22,6 +25,7 @@ struct FailingDisk {
     static inline int untilFailure = 0;  // calls, the failing one included; 0 or less: none
     static inline bool isFull = false;
     static inline bool hasFailed = false;
+    static inline int syncs = 0;
     static inline sqlite3_vfs* const real = sqlite3_vfs_find(nullptr);
 
     static bool fails(bool writes) {
@@ -45,6 +49,7 @@ struct FailingDisk {
     static int open(sqlite3_vfs* self, const char* name, sqlite3_file* file, int flags, int* out) {
         static std::map<const sqlite3_io_methods*, sqlite3_io_methods> failing;
         static const sqlite3_io_methods* methods = nullptr;
+        static int (*map)(sqlite3_file*, int, int, int, void volatile**) = nullptr;
         file->pMethods = nullptr;
         const int rv = fails(false) ? SQLITE_CANTOPEN : real->xOpen(self, name, file, flags, out);
         if (file->pMethods != nullptr) {
@@ -56,10 +61,15 @@ struct FailingDisk {
                 return failed ? (isFull ? SQLITE_FULL : SQLITE_IOERR_WRITE) : result;
             };
             own.xSync = [](sqlite3_file* of, int how) {
+                ++syncs;
                 return fails(false) ? SQLITE_IOERR_FSYNC : methods->xSync(of, how);
             };
             own.xTruncate = [](sqlite3_file* of, sqlite3_int64 size) {
                 return fails(false) ? SQLITE_IOERR_TRUNCATE : methods->xTruncate(of, size);
+            };
+            map = map == nullptr ? methods->xShmMap : map;
+            own.xShmMap = [](sqlite3_file* of, int at, int size, int more, void volatile** to) {
+                return fails(false) ? SQLITE_IOERR_SHMMAP : map(of, at, size, more, to);
             };
             file->pMethods = &own;
         }
@@ -125,6 +135,12 @@ TEST_F(FaultTest, AKilledWriterLeavesWhatWasAnsweredAndNothingElse) {
         for (; *answered > 0; --*answered) {
             nthWrite(written++, expected[1]);
         }
+        if (std::filesystem::exists(path + "-wal")) {  // and a part of what was to follow
+            std::ofstream(path + "-wal", std::ios::app) << std::string(random() % 9000, 'x');
+        }
+        token::ImageCopy copy = token::copyImage(path);
+        const token::Buffer bytes = token::bytesOf(copy.database);
+        put(folder.file("copy.db"), {bytes.begin(), bytes.end()});
         TrialToken token(path);
         ASSERT_EQ(token.send("d2 000000"), "0464") << token.why;
         ASSERT_EQ(token.send("a4 0002003f0200 b0 00000100"), "8269");
@@ -133,6 +149,7 @@ TEST_F(FaultTest, AKilledWriterLeavesWhatWasAnsweredAndNothingElse) {
             nthWrite(written++, expected[1]);  // it was under way
         }
         ASSERT_EQ(token.see(), expected) << round;
+        ASSERT_EQ(TrialToken(folder.file("copy.db")).see(), expected) << round;
     }
     EXPECT_GT(written, 1000U);
 }
@@ -150,7 +167,7 @@ const struct {
     {putTrialImage, firstLogin, "d4 " + otherPassword, "SELECT hex(wrapped_key) FROM password"},
     {putTrialImage, firstLogin + "a4 0001003f", "e0 0101c4090500"},
     {putTrialImage, "a4 0002003f0100", "d0 fe03040061626364"},
-    {putTrialImage, firstLogin + "a4 0002003f0200", "d0 fe07040061626364", oldPage},
+    {putTrialImage, firstLogin + "a4 0002003f0200", "d0 fe07040061626364"},
     {putTrialImage, firstLogin + "a4 0002003f0300", "d6 " + keyValue,
      "SELECT hex(key) FROM object WHERE id = 3"},
     {putTrialImage, firstLogin + "a4 0002003f0200", "e2 01", oldPage}};
@@ -175,11 +192,13 @@ TEST_F(FaultTest, AFailingDiskLeavesAChangeWholeOrUndone) {
                 FailingDisk::untilFailure = call;
                 FailingDisk::isFull = full;
                 FailingDisk::hasFailed = false;
+                FailingDisk::syncs = 0;
                 if (change.empty()) {
                     token.emplace(path);
                     EXPECT_EQ(token->connection == nullptr, !token->why.empty());
                 } else if (call >= 0) {
                     EXPECT_EQ(token->send(change) == "8165", FailingDisk::hasFailed);
+                    EXPECT_TRUE(FailingDisk::hasFailed || FailingDisk::syncs > 0);
                     EXPECT_FALSE(call == 0 && replaced.size() > 1 &&
                                  holds(replaced.substr(replaced.size() / 2, 32)));
                 }
@@ -195,6 +214,19 @@ TEST_F(FaultTest, AFailingDiskLeavesAChangeWholeOrUndone) {
     }
 }
 
+TEST_F(FaultTest, ALimitOnFilesIsAFailureAndNoEnd) {
+    putTrialImage(path);
+    TrialToken token(path);
+    token.send("a4 0002003f0100");
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit few{100, before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &few);
+    EXPECT_EQ(token.send("d0 0000010061"), "8165");
+    setrlimit(RLIMIT_FSIZE, &before);
+    EXPECT_EQ(token.send("d0 0000010061"), "0090");
+}
+
 TEST_F(FaultTest, DamageIsNeverTakenForPrivateContent) {
     putTrialImage(path);
     const std::string image = contentOf(path);
@@ -208,7 +240,7 @@ TEST_F(FaultTest, DamageIsNeverTakenForPrivateContent) {
             char& byte = damaged[random() % damaged.size()];
             byte = static_cast<char>(byte ^ 1 << random() % 8);
         }
-        std::filesystem::remove(path + "-journal");
+        std::filesystem::remove(path + "-wal");
         put(path, damaged);
         TrialToken token(path);
         const auto seen = token.see();

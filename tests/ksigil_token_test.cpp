@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <sys/shm.h>
 
+#include <optional>
 #include <thread>
 
 #include "tests/toolbox/process.h"
@@ -8,7 +9,7 @@
 #include "tests/toolbox/sql.h"
 #include "token/base/system.h"
 #include "token/door/slot.h"
-#include "token/image/sql.h"
+#include "token/image/image.h"
 #include "token/power/lock_file.h"
 #include "token/power/powered_state.h"
 
@@ -31,11 +32,11 @@ struct ToolTest : testing::Test {
 
     // The tool with the right password on its standard input. What it fails at changes nothing.
     void run(const std::string& arguments, int status, const std::string& said) {
-        const std::string before = shell("sha1sum $(ls | grep -v lock)");
+        const std::string before = shell("sha1sum $(ls | grep -v 'lock\\|shm')");
         EXPECT_THAT(shell("T=" TOOL "; yes 1234 | { $T " + arguments + "; }"),
                     testing::ContainsRegex(said + ".*/" + std::to_string(status) + "$"));
         if (status != 0 && arguments.find("--login") == std::string::npos) {
-            EXPECT_EQ(shell("sha1sum $(ls | grep -v lock)"), before) << arguments;
+            EXPECT_EQ(shell("sha1sum $(ls | grep -v 'lock\\|shm')"), before) << arguments;
         }
     }
 
@@ -117,14 +118,12 @@ const Case damages[] = {
 
 // What is done to an image's folder, and why every use of the image is refused.
 const Case plants[] = {
-    {"echo x >t.db-journal; ln t.db-journal other", "t.db-journal .* is a link or no file"},
-    {"ln -s /dev/null t.db-wal", "t.db-wal .* is a link or no file"},
-    {"mkfifo t.db-shm", "t.db-shm .* is a link or no file"},
-    {"echo x >t.db-journal; chmod 622 t.db-journal", "others may write"},
-    {"echo x >t.db-journal; chown 1 t.db-journal || chmod 666 t.db-journal", "another user's"},
-    {"printf 'victim\\331\\325\\005\\371\\040\\241\\143\\327' >t.db-journal; chmod 600 "
-     "t.db-journal",
-     "names anoth"},
+    {"echo x >t.db-wal; ln t.db-wal other", "t.db-wal .* is a link or no file"},
+    {"ln -s /dev/null t.db-shm", "t.db-shm .* is a link or no file"},
+    {"mkfifo t.db-wal", "t.db-wal .* is a link or no file"},
+    {"echo x >t.db-wal; chmod 640 t.db-wal", "t.db-wal .* is open to other users"},
+    {"echo x >t.db-shm; chown 1 t.db-shm || chmod 604 t.db-shm", "another user's|open to other"},
+    {"touch t.db-journal", "t.db-journal .* is a rollback journal"},
     {"ln -s other t.db.lock", "cannot lock the image with .*lock"},
     {"mkfifo -m 600 t.db.lock", "t.db.lock: it is something else"},
     {"touch t.db.lock; ln t.db.lock other", "t.db.lock: it has a second name"},
@@ -133,7 +132,7 @@ const Case plants[] = {
     {"truncate -s 9M t.db", "is longer than any token image"}};
 
 TEST_F(ToolTest, TrustsNothingBesideAnImage) {
-    const std::string sums = "sha1sum $(find . -type f | grep -v lock)";
+    const std::string sums = "sha1sum $(find . -type f -size +0 | grep -v lock)";
     for (const auto& [plant, said] : plants) {
         shell("rm -rf *");
         putFreshImage(path);
@@ -143,6 +142,10 @@ TEST_F(ToolTest, TrustsNothingBesideAnImage) {
             EXPECT_THAT(shell(TOOL " " + command), testing::ContainsRegex(said)) << plant;
         }
         EXPECT_THAT(shell("echo logout | " QVSH " any"), testing::ContainsRegex(said)) << plant;
+        try {  // what is put there behind the first look
+            token::Database(path, SQLITE_OPEN_READWRITE).execute("SELECT * FROM token");
+        } catch (const token::Fault&) {
+        }
         EXPECT_EQ(shell(sums), before) << plant;
     }
     shell("rm -rf *");
@@ -177,6 +180,15 @@ TEST_F(ToolTest, IsHeldUpByNoStoppedNeighbour) {
         EXPECT_THAT(shows.hear(), testing::StartsWith("ksigil-token: " + line));
         EXPECT_THAT(shell.hear(), testing::StartsWith("ksigil: " + line));
     }
+    std::optional<Process> unblocks;
+    {
+        token::Image image(path);
+        const token::Image::Change change(image);
+        unblocks.emplace(environment + TOOL " unblock 2>&1'");
+        EXPECT_THAT(unblocks->hear(),
+                    testing::HasSubstr(std::to_string(getpid()) + ", which works"));
+    }
+    EXPECT_THAT(unblocks->hear(), testing::HasSubstr("is not blocked"));
     shell("mv t.db moved");
     for (const char* command : {"echo logout | " QVSH " any", TOOL " create"}) {
         EXPECT_THAT(shell(command), testing::HasSubstr("was removed while in use")) << command;
@@ -215,6 +227,40 @@ TEST_F(ToolTest, UsesNoOtherUsersMemory) {
     shmctl(forged.id, IPC_RMID, nullptr);
 }
 
+// In the folder of a user's image, in whose log, after a crash of the superuser's shell, stands
+// 0005.
+const Case others[] = {
+    {"stat -c %u t.db t.db-wal t.db-shm t.db.lock", "^1/1/1/1/0$"},
+    {"unshare -m sh -c 'mount --bind . . && mount -o remount,ro,bind . && cd $PWD && $T show; "
+     "$T check; $T backup ../$$; rm ../$$; $T unblock'",
+     "Its log: .*3f000005/.*is sound.*Backed up.*t.db.lock: Read-only file system/2$"},
+    {"$U check; ls t.db-wal; $T backup b; $T restore b; stat -c %u:%a t.db*",
+     "sound.*/t.db-wal/Backed.*/Restored.*/1:600/1:600/0$"},
+    {"chown 0 t.db; $U show; $U check; $U backup b", "(t.db: Permission denied.*){3}"}};
+
+TEST_F(ToolTest, WorksForItsOwnerAndWhereNothingCanBeWritten) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only the superuser is another user, too";
+    }
+    for (const auto& [commands, said] : others) {
+        shell("rm -rf *; chown 1 .; chmod go+x ..");
+        putFreshImage(path);
+        shell("chown 1 t.db");
+        if (fork() == 0) {
+            token::Slot slot({path, false});
+            const auto connection = connectionTo(slot);
+            answer(*connection, frameOf("a4", "0001003f"));
+            answer(*connection, frameOf("e0", "020000000500"));
+            _exit(0);
+        }
+        wait(nullptr);
+        EXPECT_THAT(shell("export T=" TOOL "; U=\"setpriv --reuid 1 --clear-groups $T\"; " +
+                          std::string(commands)),
+                    testing::ContainsRegex(said))
+            << commands;
+    }
+}
+
 TEST_F(ToolTest, FindsDamageAndRestoresOverIt) {
     fill();
     shell("cp t.db whole");
@@ -226,7 +272,7 @@ TEST_F(ToolTest, FindsDamageAndRestoresOverIt) {
     putFreshImage(folder.file("fresh"));
     sql(path, "DELETE FROM page WHERE number = 66");
     run("backup bad", 2, "damaged.*3f000001, page 2: missing");
-    // A crash's journal stays with its image, and does not come to stand beside the new one.
+    // A crash's log stays with its image, and does not come to stand beside the new one.
     for (const bool cutOff : {false, true}) {
         shell("cp whole t.db");
         if (fork() == 0) {
@@ -236,7 +282,7 @@ TEST_F(ToolTest, FindsDamageAndRestoresOverIt) {
         }
         wait(nullptr);
         if (cutOff) {  // as a restoring leaves it that ended in between
-            shell("ln t.db t.db.replaced; mv t.db-journal t.db.replaced-journal");
+            shell("ln t.db t.db.replaced; mv t.db-wal t.db.replaced-wal");
         }
         run("restore fresh && ls && $T check --login", 0, "fresh/t.db/t.db.lock/w.*is sound");
     }

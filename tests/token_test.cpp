@@ -7,6 +7,7 @@
 #include "tests/toolbox/process.h"
 #include "tests/toolbox/scratch_image.h"
 #include "tests/toolbox/sql.h"
+#include "token/base/waiting.h"
 #include "token/door/slot.h"
 #include "token/image/image.h"
 #include "token/image/image_header.h"
@@ -234,15 +235,16 @@ const std::array<std::string, 3> wrongPlaces[] = {
     {"is not a file", "mkfifo", ""},
     {"is empty", "touch", ""},
     {"is not a token image", "seq 1000 >", ""},
-    // In write-ahead mode, which an opening to write would touch.
     {"is not a token image", ":", "PRAGMA journal_mode = WAL; CREATE TABLE t (x)"},
-    {"is a token image of version 1", "cp fresh", "PRAGMA user_version = 1"},
-    {"is a token image of version 2", "cp fresh", "PRAGMA user_version = 2"},
-    {"is a token image of version 4; this program knows version 3", "cp fresh",
-     "PRAGMA user_version = 4"},
+    {"is a token image of version 3", "cp fresh", "PRAGMA user_version = 3"},
+    {"is a token image of version 5; this program knows version 4", "cp fresh",
+     "PRAGMA user_version = 5"},
+    {"in another journal mode", "cp fresh", "PRAGMA journal_mode = DELETE"},
     {"its tables are not those of an image", ":",
-     "PRAGMA application_id = 0x6B536967; PRAGMA user_version = 3; CREATE TABLE t (x)"},
+     "PRAGMA application_id = 0x6B536967; PRAGMA user_version = 4; PRAGMA journal_mode = WAL;"
+     "CREATE TABLE t (x)"},
     {"has a second name", "ln fresh", ""},
+    {"Repeat it", "cp fresh 'a 100%?#.db.replaced'; ln *.replaced", ""},
     {"cannot be found", "ln -s nothing", ""}};
 
 TEST_F(ImageFileTest, WhatIsNoImageIsNeverWritten) {
@@ -273,7 +275,11 @@ TEST_F(ImageFileTest, PlacesThatCannotBeUsedAreRefused) {
     sqlite3* holder = nullptr;
     sqlite3_open(image.c_str(), &holder);
     sqlite3_exec(holder, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr);
-    EXPECT_THAT(connectTo({image, false}), HasSubstr("locked"));
+    {
+        const token::File ready(open("/dev/null", O_RDONLY));
+        const token::EndOfWaits end(ready.descriptor());
+        EXPECT_THAT(connectTo({image, false}), HasSubstr("locked, " + image));
+    }
     sqlite3_close(holder);
     EXPECT_EQ(connectTo({image, false}), "good");
     fs::remove(image + ".lock");
@@ -285,7 +291,7 @@ TEST_F(ImageFileTest, PlacesThatCannotBeUsedAreRefused) {
     EXPECT_EQ(contentOf(image + ".lock"), std::string(5000, 'x'));
     fs::remove(image + ".lock");
     fs::remove(image);
-    putText(image + "-journal");
+    putText(image + "-wal");
     EXPECT_THAT(connectTo({image, false}), HasSubstr("put the image back"));
 }
 

@@ -1,40 +1,16 @@
 #include "platform/trace_file.h"
 
 #include <fcntl.h>
-#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <ctime>
+
+#include "token/base/file_size_signal.h"
 
 namespace platform {
 namespace {
-
-// A write beyond the limit on a file's size would end the process. Held back, the signal is the
-// thread's own and is taken off again.
-class NoFileSizeSignal {
-  public:
-    NoFileSizeSignal() {
-        sigemptyset(&signal_);
-        sigaddset(&signal_, SIGXFSZ);
-        pthread_sigmask(SIG_BLOCK, &signal_, &before_);
-    }
-    NoFileSizeSignal(const NoFileSizeSignal&) = delete;
-    NoFileSizeSignal& operator=(const NoFileSizeSignal&) = delete;
-    ~NoFileSizeSignal() {
-        if (sigismember(&before_, SIGXFSZ) == 0) {
-            const timespec atOnce{};
-            sigtimedwait(&signal_, nullptr, &atOnce);
-            pthread_sigmask(SIG_SETMASK, &before_, nullptr);
-        }
-    }
-
-  private:
-    sigset_t signal_;
-    sigset_t before_;
-};
 
 bool isOwnPlainFile(const struct stat& about) {
     return S_ISREG(about.st_mode) && about.st_uid == geteuid() && about.st_nlink == 1;
@@ -100,7 +76,7 @@ void TraceFile::openAppending(const char* path) {
 
 void TraceFile::write(std::string_view text) {
     if (descriptor_ != none) {
-        const NoFileSizeSignal held;
+        const token::NoFileSizeSignal held;
         const ssize_t written = ::write(descriptor_, text.data(), text.size());
         if (written != static_cast<ssize_t>(text.size())) {
             close();
@@ -122,7 +98,7 @@ void TraceFile::close() {
 void keepTail(const char* path, std::int64_t position, std::int64_t count) {
     const int descriptor = openOwnFile(path, O_RDWR);
     if (descriptor >= 0) {
-        const NoFileSizeSignal held;
+        const token::NoFileSizeSignal held;
         char buffer[4096];
         for (std::int64_t done = 0; done < count;) {
             const auto length = std::min<std::int64_t>(count - done, sizeof buffer);

@@ -19,6 +19,10 @@ inline void put16(Buffer& out, std::uint16_t value) {
     out.push_back(static_cast<std::uint8_t>(value >> 8));
 }
 
+inline std::uint32_t get32(Bytes bytes, std::size_t at) {
+    return std::uint32_t{get16(bytes, at + 2)} << 16 | get16(bytes, at);
+}
+
 inline void put32(Buffer& out, std::uint32_t value) {
     put16(out, static_cast<std::uint16_t>(value));
     put16(out, static_cast<std::uint16_t>(value >> 16));

@@ -5,11 +5,15 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <system_error>
 
+#include "token/base/file_size_signal.h"
 #include "token/base/system.h"
 
 namespace token {
@@ -39,6 +43,27 @@ int syncAt(const std::string& path, int flags) {
 
 int rename(const std::string& from, const std::string& to, unsigned flags) {
     return errorOf(renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), flags));
+}
+
+// Of a file that was made: whatever the umask. It goes where that fails.
+int setOwnMode(const std::string& path, const File& file) {
+    const int error = errorOf(fchmod(file.descriptor(), 0600));
+    if (error != 0) {
+        unlink(path.c_str());
+    }
+    return error;
+}
+
+// For file systems that cannot rename without replacing.
+int linkAndUnlink(const std::string& from, const std::string& to) {
+    if (link(from.c_str(), to.c_str()) != 0) {
+        return errno;
+    }
+    const int error = errorOf(unlink(from.c_str()));
+    if (error != 0) {
+        unlink(to.c_str());
+    }
+    return error;
 }
 
 struct flock range(short type, std::int64_t from, std::int64_t length) {
@@ -95,16 +120,13 @@ int System::checkReadable(const std::string& path) {
     return errorOf(access(path.c_str(), R_OK));
 }
 
-int System::readEnd(const std::string& path, std::span<std::byte> bytes) {
-    const File file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
-    struct stat about {};
-    if (!file.isOpen() || fstat(file.descriptor(), &about) != 0) {
-        return errno;
-    }
-    const auto length = static_cast<off_t>(bytes.size());
-    const bool isRead = about.st_size < length || pread(file.descriptor(), bytes.data(),
-                                                        bytes.size(), about.st_size - length) >= 0;
-    return isRead ? 0 : errno;
+int System::checkWritable(const std::string& path) {
+    return errorOf(access(path.c_str(), W_OK));
+}
+
+int System::openToRead(const std::string& path, File& file) {
+    file = File(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+    return file.isOpen() ? 0 : errno;
 }
 
 int System::makeFolder(const std::string& path) {
@@ -118,19 +140,30 @@ int System::makeFolder(const std::string& path) {
     return error;
 }
 
-int System::makeFileBeside(const std::string& path, std::string& made) {
-    std::string name = path + ".XXXXXX";
-    const File file(mkostemp(name.data(), O_CLOEXEC));
-    if (!file.isOpen()) {
+int System::makeFile(const std::string& path, File& file) {
+    file = File(open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    return file.isOpen() ? setOwnMode(path, file) : errno;
+}
+
+int System::makeFileBeside(const std::string& path, std::string& made, File& file) {
+    made = path + ".XXXXXX";
+    file = File(mkostemp(made.data(), O_CLOEXEC));
+    return file.isOpen() ? setOwnMode(made, file) : errno;
+}
+
+// Opened as a mere place, so that no lock of this process on the file goes with the descriptor.
+int System::closeToOthers(const std::string& path) {
+    const File file(open(path.c_str(), O_PATH | O_CLOEXEC | O_NOFOLLOW));
+    struct stat about {};
+    if (!file.isOpen() || fstat(file.descriptor(), &about) != 0) {
         return errno;
     }
-    if (fchmod(file.descriptor(), 0600) != 0) {
-        const int error = errno;
-        unlink(name.c_str());
-        return error;
+    if (!S_ISREG(about.st_mode) || about.st_nlink != 1) {
+        return EACCES;
     }
-    made = name;
-    return 0;
+    const mode_t mode = about.st_mode & 0700;
+    const std::string place = "/proc/self/fd/" + std::to_string(file.descriptor());
+    return (about.st_mode & 0777) == mode ? 0 : errorOf(chmod(place.c_str(), mode));
 }
 
 int System::syncFile(const std::string& path) {
@@ -144,7 +177,8 @@ int System::addName(const std::string& path, const std::string& second) {
     return errorOf(link(path.c_str(), second.c_str()));
 }
 int System::renameToNew(const std::string& from, const std::string& to) {
-    return rename(from, to, RENAME_NOREPLACE);
+    const int error = rename(from, to, RENAME_NOREPLACE);
+    return error == EINVAL || error == ENOSYS ? linkAndUnlink(from, to) : error;
 }
 int System::renameOver(const std::string& from, const std::string& to) {
     return rename(from, to, 0);
@@ -192,6 +226,7 @@ std::size_t System::readStart(const File& file, std::span<std::byte> bytes) {
 }
 
 int System::writeStart(const File& file, std::span<const std::byte> bytes) {
+    const NoFileSizeSignal held;
     const ssize_t length = pwrite(file.descriptor(), bytes.data(), bytes.size(), 0);
     if (length < 0) {
         return errno;
@@ -209,6 +244,28 @@ void System::unlock(const File& file, std::int64_t place) {
 bool System::isLocked(const File& file, std::int64_t from, std::int64_t length) {
     struct flock lock = range(F_WRLCK, from, length);
     return fcntl(file.descriptor(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
+}
+
+// A descriptor of its own would take this process's locks with it when it is closed: so one is
+// looked for that is there.
+std::int32_t System::processThatLocks(const std::string& path, std::int64_t from,
+                                      std::int64_t length) {
+    struct stat wanted {};
+    std::error_code error;
+    if (stat(path.c_str(), &wanted) != 0) {
+        return 0;
+    }
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd", error)) {
+        const int descriptor = std::atoi(entry.path().filename().c_str());
+        struct stat about {};
+        struct flock lock = range(F_WRLCK, from, length);
+        if (fstat(descriptor, &about) == 0 && about.st_ino == wanted.st_ino &&
+            about.st_dev == wanted.st_dev && fcntl(descriptor, F_GETLK, &lock) == 0 &&
+            lock.l_type != F_UNLCK) {
+            return std::max(lock.l_pid, 0);
+        }
+    }
+    return 0;
 }
 
 int System::makeMemory(std::int32_t name, std::size_t bytes, std::int32_t& number) {

@@ -25,7 +25,7 @@ struct FileFacts {
 enum class Links { follow, stopAt };
 
 // All that the token asks of the operating system for its files, their locks and its shared memory.
-// The database has an interface of its own, for the image and its journal.
+// The database has an interface of its own, for the image and its log.
 //
 // A function that gives an int gives 0, or the system's error number, whose words systemFault
 // tells; it has then changed nothing, unless it says otherwise. Paths are taken as they stand. Any
@@ -35,21 +35,29 @@ class System {
     // An absent file is Kind::nothing and no error.
     virtual int look(const std::string& path, Links links, FileFacts& facts);
     virtual int checkReadable(const std::string& path);
-    // Reads the last bytes of a file, following no link. A shorter file leaves `bytes` alone.
-    virtual int readEnd(const std::string& path, std::span<std::byte> bytes);
+    // Of a folder: whether files can be made in it.
+    virtual int checkWritable(const std::string& path);
+    // Opens a file for reading. Follows no link, and waits for nobody.
+    virtual int openToRead(const std::string& path, File& file);
 
     // Makes a folder with mode 0700, whatever the umask. One that is there is left as it is.
     virtual int makeFolder(const std::string& path);
-    // Makes an empty file with mode 0600, whatever the umask, and a name that nobody has: `path`
-    // with a point and six characters behind it, which `made` becomes.
-    virtual int makeFileBeside(const std::string& path, std::string& made);
+    // Both make an empty file with mode 0600, whatever the umask, for reading and writing: of this
+    // name, EEXIST if there is one; or of one that nobody has, `path` with a point and six
+    // characters behind it, which `made` becomes.
+    virtual int makeFile(const std::string& path, File& file);
+    virtual int makeFileBeside(const std::string& path, std::string& made, File& file);
+    // Takes all permissions of other users off a regular file that has one name.
+    virtual int closeToOthers(const std::string& path);
     // Return when the file's content, or the names in the folder, are on the disk.
     virtual int syncFile(const std::string& path);
     virtual int syncFolder(const std::string& path);
 
     // Gives a file a second name; EEXIST if there is one of that name.
     virtual int addName(const std::string& path, const std::string& second);
-    // Renames a file; EEXIST if there is one of the new name.
+    // Renames a file; EEXIST if there is one of the new name. Where the file system knows no such
+    // renaming, the file gets the new name and then loses the old one; an end of the process in
+    // between leaves both.
     virtual int renameToNew(const std::string& from, const std::string& to);
     // Renames a file in the place of one that may be there.
     virtual int renameOver(const std::string& from, const std::string& to);
@@ -74,6 +82,10 @@ class System {
     virtual void unlock(const File& file, std::int64_t place);
     // Whether another open file holds a lock in the range; `length` 0 is up to the end of all.
     virtual bool isLocked(const File& file, std::int64_t from, std::int64_t length);
+    // Of the database's locks, which belong to processes: another one that has one in the range of
+    // a file that this one has open; 0 if it is not known.
+    virtual std::int32_t processThatLocks(const std::string& path, std::int64_t from,
+                                          std::int64_t length);
 
     // A region of zeros that processes share, readable for its user alone, which comes into no core
     // dump and not into the swap, where the system allows. Others attach it by its number. Its

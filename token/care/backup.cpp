@@ -3,6 +3,7 @@
 #include "token/base/fault.h"
 #include "token/care/image_copy.h"
 #include "token/image/companions.h"
+#include "token/image/image_bytes.h"
 #include "token/image/image_header.h"
 #include "token/image/new_file.h"
 
@@ -14,10 +15,12 @@ void backUp(const std::string& path, const std::string& file) {
     if (isCompanion(path, file)) {
         throw Fault(file + " is a name that the image itself uses");
     }
-    NewFile copy(file);
-    copyImage(path, copy.path());
-    copy.publishNew(file);
+    NewFile backup(file);
+    ImageCopy copy = copySoundImage(path);
+    backup.write(bytesOf(copy.database));
+    backup.publishNew(file);
     syncFolderOf(file);
+    emptyLogOf(path);
 }
 
 }  // namespace token

@@ -7,13 +7,12 @@
 
 #include "token/base/fault.h"
 #include "token/base/system.h"
-#include "token/care/stable_image.h"
+#include "token/care/image_copy.h"
 #include "token/care/tree.h"
 #include "token/image/image_format.h"
 #include "token/image/image_header.h"
 #include "token/image/limits.h"
 #include "token/image/object.h"
-#include "token/image/open_image.h"
 #include "token/image/password.h"
 #include "token/image/sealed_place.h"
 #include "token/image/sealer.h"
@@ -53,7 +52,7 @@ std::int64_t pageCount(const ObjectRow& row) {
 
 class Check {
   public:
-    Check(const std::string& path, const SecretKey* secret) : database_(openImage(path)) {
+    Check(Database& database, const SecretKey* secret) : database_(database) {
         if (secret != nullptr) {
             sealer_.emplace(*secret);
         }
@@ -85,7 +84,7 @@ class Check {
     }
     std::string nameOf(const ObjectRow& row) const { return tree_->pathOf(row).text; }
 
-    Database database_;
+    Database& database_;
     std::optional<Sealer> sealer_;
     Buffer serial_;
     std::optional<Tree> tree_;
@@ -98,7 +97,6 @@ Findings Check::run() {
                                      &Check::numbers, &Check::readTree};
     static constexpr Step onTheTree[] = {&Check::objects, &Check::limits, &Check::keys,
                                          &Check::pages};
-    beginReading(database_);
     for (const Step step : first) {
         perform(step);
     }
@@ -295,8 +293,11 @@ void Check::missingPages() {
 
 }  // namespace
 
+Findings check(Database& copy, const SecretKey* secret) {
+    return Check(copy, secret).run();
+}
+
 Findings check(const std::string& path, const SecretKey* secret) {
-    const StableImage stable(path);
     FileFacts facts;
     const int error = system().look(path, Links::follow, facts);
     const bool isThere = error == 0 && facts.kind != FileFacts::Kind::nothing;
@@ -312,7 +313,8 @@ Findings check(const std::string& path, const SecretKey* secret) {
         return {{std::string("file: ") + fault.what()}, false};
     }
     try {
-        return Check(path, secret).run();
+        ImageCopy copy = copyImage(path);
+        return check(copy.database, secret);
     } catch (const Damage& damage) {
         return {{std::string("database: ") + damage.what()}, false};
     }

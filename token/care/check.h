@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "token/base/secret.h"
+#include "token/image/sql.h"
 
 namespace token {
 
@@ -18,5 +19,8 @@ struct Findings {
 // and by the token's rules. With the image's key it opens sealed content too. Throws Fault if there
 // is no image or it cannot be locked; damage is a finding.
 Findings check(const std::string& path, const SecretKey* secret);
+
+// The same of the copy of an image in memory.
+Findings check(Database& copy, const SecretKey* secret);
 
 }  // namespace token

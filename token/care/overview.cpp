@@ -1,12 +1,9 @@
 #include "token/care/overview.h"
 
 #include "token/base/fault.h"
-#include "token/care/stable_image.h"
+#include "token/care/image_copy.h"
 #include "token/care/tree.h"
-#include "token/image/image_header.h"
 #include "token/image/object.h"
-#include "token/image/open_image.h"
-#include "token/power/lock_file.h"
 
 namespace token {
 namespace {
@@ -40,15 +37,13 @@ void readEntries(Database& database, Overview& overview) {
 }  // namespace
 
 Overview overviewOf(const std::string& path) {
+    ImageCopy copy = copyImage(path);
     Overview overview;
-    overview.powered = isPowered(path);
-    const StableImage stable(path);
-    needImage(path);
-    Database database = openImage(path);
-    beginReading(database);
-    readState(database, overview);
-    readFailedLogins(database, overview);
-    readEntries(database, overview);
+    overview.powered = copy.isInUse;
+    overview.hasLog = copy.hasLog;
+    readState(copy.database, overview);
+    readFailedLogins(copy.database, overview);
+    readEntries(copy.database, overview);
     return overview;
 }
 

@@ -20,6 +20,7 @@ struct Overview {
     Buffer serial;
     bool present = false;
     bool powered = false;
+    bool hasLog = false;  // a part of the image stands in the log beside it
     std::int64_t failedLogins = 0;
     std::vector<Entry> entries;  // the root first, each directory before its children
 };

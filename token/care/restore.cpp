@@ -7,9 +7,11 @@
 #include "token/base/system.h"
 #include "token/care/image_copy.h"
 #include "token/image/companions.h"
+#include "token/image/image_bytes.h"
 #include "token/image/image_header.h"
 #include "token/image/image_place.h"
 #include "token/image/new_file.h"
+#include "token/image/open_image.h"
 #include "token/power/lock_file.h"
 
 namespace token {
@@ -34,8 +36,8 @@ bool isReadable(const std::string& path) {
     }
 }
 
-// The image that stands at a place, with the journals of a crash. These must neither go before the
-// new image is there nor stay when it is: they would be taken for its own. It is put back unless
+// The image that stands at a place, with the log of a crash. That must neither go before the new
+// image is there nor stay when it is: it would be taken for its own. It is put back unless
 // replaced.
 class OldImage {
   public:
@@ -44,6 +46,7 @@ class OldImage {
     OldImage& operator=(const OldImage&) = delete;
     ~OldImage();
 
+    void takeInLog();
     void setAside();
     void setReplaced() { replaced_ = true; }
     // Removes the image that was set aside. One that cannot be read as an image is kept, and the
@@ -57,6 +60,17 @@ class OldImage {
     bool replaced_ = false;
 };
 
+void OldImage::takeInLog() {
+    try {
+        if (lengthOfLog(path_) != 0 && isImage(path_)) {
+            Database database = openImage(path_);
+            emptyLog(database);
+        }
+    } catch (const Fault&) {
+        // The log goes where the image goes.
+    }
+}
+
 OldImage::~OldImage() {
     if (hasSecondName_ && !replaced_) {
         try {
@@ -68,8 +82,10 @@ OldImage::~OldImage() {
     }
 }
 
-// Under a second name the old image keeps its journals, and nobody connects to it meanwhile.
+// Its log is emptied first, where it can be read, so that the file alone is whole under either
+// name. Under a second name it keeps a log that is left, and nobody connects to it meanwhile.
 void OldImage::setAside() {
+    takeInLog();
     const int error = system().addName(path_, aside_);
     if (error == ENOENT) {
         removeCompanions(path_);
@@ -131,7 +147,8 @@ std::string restore(const std::string& path, const std::string& file) {
         throw Fault("the token is powered; restore when nobody is connected to it");
     }
     NewFile fresh(path);
-    copyImage(source, fresh.path());
+    ImageCopy copy = copySoundImage(source);
+    fresh.write(bytesOf(copy.database));
     OldImage old(path);
     old.setAside();
     fresh.publishOver(path);

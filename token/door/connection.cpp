@@ -58,6 +58,7 @@ Outcome Connection::reconnect(Disposition after) {
         return Outcome::unusable;
     }
     epoch_ = epoch;
+    token_->image().forgetOverwritten();
     return Outcome::good;
 }
 
@@ -87,6 +88,7 @@ Outcome Connection::end(Disposition after) {
     if (after == Disposition::reset) {
         power.reset();
         epoch_ = power.epoch();
+        token_->image().forgetOverwritten();
     } else if (depth_ == 0) {
         power.release(lease_);
     }
@@ -126,6 +128,7 @@ Outcome Connection::exchange(Bytes command, Buffer& reply) {
 void Connection::reset() {
     token_->power().reset();
     epoch_ = token_->power().epoch();
+    token_->image().forgetOverwritten();
 }
 
 }  // namespace token

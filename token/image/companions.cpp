@@ -2,80 +2,92 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstddef>
-#include <cstdint>
 #include <filesystem>
 #include <iterator>
-#include <span>
 
 #include "token/base/fault.h"
-#include "token/base/system.h"
 #include "token/image/new_file.h"
 
 namespace token {
 namespace {
 
-[[noreturn]] void refuseJournal(const std::string& imagePath, const std::string& journal) {
-    throw Fault("there is no image " + imagePath + ", but its " + journal +
-                ": put the image back, or delete that file");
-}
+constexpr const char* journalEnding = "-journal";
 
 [[noreturn]] void refuse(const std::string& file, const std::string& why) {
     throw Fault(file + " stands beside the image and " + why + ": look at it, and move it away");
 }
 
-// A journal ends in these bytes where it names another file.
-constexpr std::uint8_t endOfName[] = {0xD9, 0xD5, 0x05, 0xF9, 0x20, 0xA1, 0x63, 0xD7};
-
-bool namesAnotherFile(const std::string& journal) {
-    std::uint8_t end[sizeof endOfName] = {};
-    needSuccess(system().readEnd(journal, std::as_writable_bytes(std::span(end))), "cannot read",
-                journal);
-    return std::equal(std::begin(end), std::end(end), std::begin(endOfName));
-}
-
-void needOwn(const std::string& file, const FileFacts& image) {
+FileFacts factsOf(const std::string& file) {
     FileFacts facts;
     needSuccess(system().look(file, Links::stopAt, facts), "cannot look at", file);
-    if (facts.kind == FileFacts::Kind::nothing) {
-        return;
-    }
-    if (facts.kind != FileFacts::Kind::file || facts.names != 1) {
-        refuse(file, "is a link or no file");
-    }
-    if ((facts.owner != image.owner && facts.owner != system().userNumber()) ||
-        facts.othersMayWrite) {
-        refuse(file, "is another user's, or one that others may write to");
-    }
-    if (facts.size != 0 && namesAnotherFile(file)) {
-        refuse(file, "names another file");
-    }
+    return facts;
+}
+
+bool isThere(const FileFacts& facts) {
+    return facts.kind != FileFacts::Kind::nothing;
 }
 
 }  // namespace
 
-void needOwnCompanions(const std::string& imagePath) {
+void needOwn(const std::string& file, const FileFacts& facts, const std::string& imagePath) {
     FileFacts image;
     needSuccess(system().look(imagePath, Links::follow, image), "cannot look at", imagePath);
-    for (const char* ending : companionEndings) {
-        needOwn(imagePath + ending, image);
+    if (facts.kind != FileFacts::Kind::file || facts.names != 1) {
+        refuse(file, "is a link or no file");
     }
+    if (facts.owner != image.owner && facts.owner != system().userNumber()) {
+        refuse(file, "is another user's");
+    }
+    if ((facts.mode & 077) != 0) {
+        refuse(file, "is open to other users");
+    }
+}
+
+void needOwnCompanions(const std::string& imagePath) {
+    for (const char* ending : companionEndings) {
+        const FileFacts facts = factsOf(imagePath + ending);
+        if (isThere(facts)) {
+            needOwn(imagePath + ending, facts, imagePath);
+        }
+    }
+    if (isThere(factsOf(imagePath + journalEnding))) {
+        refuse(imagePath + journalEnding, "is a rollback journal, which no image has");
+    }
+}
+
+FileIdentity ownCompanion(const std::string& imagePath, const char* ending) {
+    const std::string path = imagePath + ending;
+    File made;
+    const int error = isThere(factsOf(path)) ? EEXIST : system().makeFile(path, made);
+    if (error != EEXIST) {
+        needSuccess(error, "cannot make", path);
+    }
+    const FileFacts facts = factsOf(path);
+    needOwn(path, facts, imagePath);
+    return facts.identity;
+}
+
+std::uint64_t lengthOfLog(const std::string& imagePath) {
+    return factsOf(imagePath + logEnding).size;
 }
 
 bool isCompanion(const std::string& imagePath, const std::string& file) {
     const std::filesystem::path path = std::filesystem::weakly_canonical(file);
     return path == imagePath + ".lock" || path == imagePath + ".replaced" ||
+           path == imagePath + journalEnding ||
            std::any_of(std::begin(companionEndings), std::end(companionEndings),
                        [&](const char* ending) { return path == imagePath + ending; });
 }
 
-void needNoJournal(const std::string& imagePath) {
-    for (const char* ending : {"-journal", "-wal"}) {
-        const std::string journal = imagePath + ending;
-        FileFacts facts;
-        if (system().look(journal, Links::follow, facts) == 0 && facts.size != 0) {
-            refuseJournal(imagePath, journal);
+void needNoLog(const std::string& imagePath) {
+    for (const char* ending : {logEnding, journalEnding}) {
+        const std::string log = imagePath + ending;
+        if (factsOf(log).size == 0) {
+            continue;
         }
+        std::string words = "there is no image ";
+        words.append(imagePath).append(", but its ").append(log);
+        throw Fault(words.append(": put the image back, or delete that file"));
     }
 }
 
@@ -95,7 +107,7 @@ void moveCompanions(const std::string& from, const std::string& to) {
         const int error = system().renameOver(from + ending, to + ending);
         failure = error == 0 || error == ENOENT ? failure : error;
     }
-    needSuccess(failure, "cannot set aside the journals of", from);
+    needSuccess(failure, "cannot set aside the log of", from);
 }
 
 }  // namespace token

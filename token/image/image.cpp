@@ -11,14 +11,6 @@
 namespace token {
 namespace {
 
-Database opened(const std::string& path) {
-    Database database = openImage(path);
-    if (sqlite3_db_readonly(database.handle(), "main") != 0) {
-        throw Fault("it is read-only");
-    }
-    return database;
-}
-
 Buffer serialOf(Database& database) {
     Statement statement(database, "SELECT serial FROM token");
     Query query(statement);
@@ -51,21 +43,36 @@ Image::Statements::Statements(Database& database)
       present(database, "SELECT present FROM token"),
       setPresent(database, "UPDATE token SET present = ?") {}
 
-// An image that another program holds is found here and not at the first command.
+// An image that cannot be written is found here and not at the first command.
 Image::Image(const std::string& path)
-    : database_(opened(path)), serial_(serialOf(database_)), statements_(database_) {
-    database_.execute(
-        "PRAGMA journal_mode = TRUNCATE; PRAGMA synchronous = FULL; PRAGMA secure_delete = ON");
+    : database_(openImage(path)), serial_(serialOf(database_)), statements_(database_) {
     const Transaction proof(database_);
 }
 
-Image::Change::Change(Image& image) : guard_(image.mutex_), transaction_(image.database_) {}
+// The database does it with its last connection, but for two that close at once.
+Image::~Image() {
+    tryToEmptyLog(database_);
+}
+
+void Image::forgetOverwritten() {
+    const std::unique_lock guard(mutex_, std::try_to_lock);
+    if (guard.owns_lock()) {
+        tryToEmptyLog(database_);
+    }
+}
+
+Image::Change::Change(Image& image)
+    : image_(image), guard_(image.mutex_), transaction_(image.database_) {}
 
 void Image::Change::commit(const Fence& fence) {
     if (!fence()) {
         throw Fault("the change was overtaken");
     }
     transaction_.commit();
+    if (image_.holdsOld_) {
+        emptyLog(image_.database_);
+        image_.holdsOld_ = false;
+    }
 }
 
 // Runs a statement that has to give a row.
@@ -161,6 +168,7 @@ void Image::create(std::int64_t parent, const Object& object, const SecretKey* s
 
 void Image::remove(const Object& object) {
     const std::lock_guard guard(mutex_);
+    holdsOld_ = true;
     removePages(object);
     changeRow(Query(statements_.remove).bind(object.number));
 }
@@ -183,6 +191,7 @@ PasswordRecord Image::password() {
 
 void Image::setPassword(const PasswordRecord& record) {
     const std::lock_guard guard(mutex_);
+    holdsOld_ = true;
     Statement statement(database_,
                         "UPDATE password SET cost_n = ?, cost_p = ?, salt = ?, wrapped_key = ?, "
                         "failures = ?");
@@ -217,6 +226,7 @@ bool Image::present() {
 
 void Image::setPresent(bool present) {
     const std::lock_guard guard(mutex_);
+    holdsOld_ = true;
     changeRow(Query(statements_.setPresent).bind(std::int64_t{present}));
 }
 

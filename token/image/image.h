@@ -30,6 +30,9 @@ class Image {
 
     // Opens an image that isImage() knows as one.
     explicit Image(const std::string& path);
+    Image(const Image&) = delete;
+    Image& operator=(const Image&) = delete;
+    ~Image();
 
     // Asked before a change becomes durable; false lets nothing of it happen.
     using Fence = std::function<bool()>;
@@ -41,10 +44,13 @@ class Image {
       public:
         explicit Change(Image& image);
 
-        // Throws Fault if the fence gives false.
+        // Throws Fault if the fence gives false. A change of the password, a key's value or
+        // whether the token is in its reader, and a removal, leave nothing of what was before in
+        // any file; they wait for those who read the image.
         void commit(const Fence& fence);
 
       private:
+        Image& image_;
         std::unique_lock<std::recursive_mutex> guard_;
         Transaction transaction_;
     };
@@ -82,6 +88,10 @@ class Image {
     bool present();
     void setPresent(bool present);
 
+    // Does away with what writing to files has overwritten, where nobody stands in the way. Waits
+    // for nobody.
+    void forgetOverwritten();
+
   private:
     struct Statements {
         explicit Statements(Database& database);
@@ -110,6 +120,7 @@ class Image {
 
     std::recursive_mutex mutex_;
     Database database_;
+    bool holdsOld_ = false;  // what must not outlive its change
     Buffer serial_;
     Statements statements_;
 };

@@ -144,6 +144,7 @@ KeyValue Image::key(const Object& key, const SecretKey* secret) {
 
 void Image::setKey(const Object& key, Bytes value, const SecretKey* secret) {
     const std::lock_guard guard(mutex_);
+    holdsOld_ = true;
     std::optional<Sealer> sealer = sealerFor(key, secret);
     const Buffer row =
         sealer ? sealer->seal(placeOfKey(serial_, key), value) : Buffer(value.begin(), value.end());

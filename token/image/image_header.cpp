@@ -7,6 +7,7 @@
 #include "token/base/bytes.h"
 #include "token/base/fault.h"
 #include "token/base/system.h"
+#include "token/image/companions.h"
 #include "token/image/image_format.h"
 #include "token/image/sql.h"
 
@@ -34,6 +35,7 @@ class Header {
     bool isOfDatabase() const { return std::memcmp(bytes_.data(), "SQLite format 3", 16) == 0; }
     std::int64_t applicationId() const { return number(68); }
     std::int64_t version() const { return number(60); }
+    bool isLogged() const { return bytes_[18] == writeAheadMode && bytes_[19] == writeAheadMode; }
 
   private:
     static constexpr int length = 100;
@@ -53,6 +55,25 @@ void checkHeader(const std::string& path) {
         throw Fault(path + " is a token image of version " + std::to_string(header.version()) +
                     "; this program knows version " + std::to_string(imageVersion));
     }
+    if (!header.isLogged()) {
+        throw Fault(path + " is a token image in another journal mode than with a write-ahead log");
+    }
+}
+
+std::string secondNameOf(const std::string& path, const FileFacts& facts) {
+    const std::string aside = path + ".replaced";
+    FileFacts other;
+    const bool wasSetAside = system().look(aside, Links::stopAt, other) == 0 &&
+                             other.kind == FileFacts::Kind::file &&
+                             other.identity == facts.identity;
+    if (!wasSetAside) {
+        return " (a hard link), so its locks would not hold";
+    }
+    const std::string logs =
+        lengthOfLog(aside) == 0 ? ""
+                                : "move " + aside + logEnding + " to " + path + logEnding + " and ";
+    return ", " + aside + ": a restore was cut off. Repeat it, or, to keep the old image, " + logs +
+           "remove that name";
 }
 
 }  // namespace
@@ -73,7 +94,7 @@ bool isImage(const std::string& path) {
         throw Fault(path + " is longer than any token image");
     }
     if (facts.names > 1) {
-        throw Fault(path + " has a second name (a hard link), so its locks would not hold");
+        throw Fault(path + " has a second name" + secondNameOf(path, facts));
     }
     checkHeader(path);
     return true;

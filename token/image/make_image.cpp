@@ -1,12 +1,11 @@
 #include "token/image/make_image.h"
 
-#include "token/base/fault.h"
 #include "token/base/gcrypt.h"
 #include "token/image/companions.h"
+#include "token/image/image_bytes.h"
 #include "token/image/image_format.h"
 #include "token/image/new_file.h"
 #include "token/image/password.h"
-#include "token/image/sql.h"
 #include "token/image/tables.h"
 
 namespace token {
@@ -32,9 +31,9 @@ void insertPassword(Database& database, Bytes serial) {
         .run();
 }
 
-void fill(const std::string& path) {
-    Database database(path, SQLITE_OPEN_READWRITE);
-    database.execute("PRAGMA journal_mode = MEMORY; PRAGMA synchronous = OFF; BEGIN");
+Buffer freshImage() {
+    Database database;
+    database.execute("BEGIN");
     makeTables(database);
     const Buffer serial = freshSerial();
     Statement token(database, "INSERT INTO token VALUES (1, ?, 1)");
@@ -44,18 +43,15 @@ void fill(const std::string& path) {
     const std::string numbers = "PRAGMA application_id = " + std::to_string(imageApplicationId) +
                                 "; PRAGMA user_version = " + std::to_string(imageVersion);
     database.execute(numbers.c_str());
+    return bytesOf(database);
 }
 
 }  // namespace
 
 void makeImage(const std::string& path) {
-    needNoJournal(path);
+    needNoLog(path);
     NewFile file(path);
-    try {
-        fill(file.path());
-    } catch (const Fault& fault) {
-        throw Fault("cannot make the image " + path + ": " + fault.what());
-    }
+    file.write(freshImage());
     file.publishNew(path);
     syncFolderOf(path);
 }

@@ -8,13 +8,22 @@
 namespace token {
 
 NewFile::NewFile(const std::string& future) {
-    needSuccess(system().makeFileBeside(future, path_), "cannot make", future);
+    needSuccess(system().makeFileBeside(future, path_, file_), "cannot make", future);
+    const int error = system().giveToOwnerOf(future, file_);
+    if (error != 0) {
+        system().remove(path_);
+        throw systemFault("cannot make", future, error);
+    }
 }
 
 NewFile::~NewFile() {
     if (!published_) {
         system().remove(path_);
     }
+}
+
+void NewFile::write(Bytes content) {
+    needSuccess(system().writeStart(file_, std::as_bytes(content)), "cannot write", path_);
 }
 
 void NewFile::publishNew(const std::string& path) {

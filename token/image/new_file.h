@@ -2,10 +2,14 @@
 
 #include <string>
 
+#include "token/base/bytes.h"
+#include "token/base/file.h"
+
 namespace token {
 
 // A file in the making, with mode 0600, under a name for the time being. It is removed unless it
-// was published. All throw Fault.
+// was published. Made by the superuser, it belongs to the owner of the file whose place it is to
+// take. All throw Fault.
 class NewFile {
   public:
     // Makes the empty file in the folder of the one that it is to become.
@@ -14,7 +18,7 @@ class NewFile {
     NewFile& operator=(const NewFile&) = delete;
     ~NewFile();
 
-    const std::string& path() const { return path_; }
+    void write(Bytes content);
 
     // Sync the content and give the file its own name, in the same folder; on failure it has not
     // got it. The new name is durable once the folder is synced.
@@ -23,6 +27,7 @@ class NewFile {
 
   private:
     std::string path_;
+    File file_;
     bool published_ = false;
 };
 

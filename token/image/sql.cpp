@@ -1,20 +1,29 @@
 #include "token/image/sql.h"
 
 #include <filesystem>
+#include <system_error>
 
 #include "token/base/fault.h"
+#include "token/image/image_files.h"
 
 namespace token {
 
-Database::Database(const std::string& name, int flags) {
+Database::Database() {
+    open(":memory:", SQLITE_OPEN_READWRITE, nullptr);
+}
+
+// An absolute name is never taken for a URI, which could lead to another file.
+Database::Database(const std::string& path, int flags) {
+    open(std::filesystem::absolute(path).c_str(), flags, imageFiles());
+}
+
+void Database::open(const char* name, int flags, const char* files) {
     sqlite3* handle = nullptr;
-    // An absolute name is never taken for a URI, which could lead to another file.
-    const std::string path = std::filesystem::absolute(name);
     const int error =
-        sqlite3_open_v2(path.c_str(), &handle, flags | SQLITE_OPEN_EXRESCODE, nullptr);
+        sqlite3_open_v2(name, &handle, flags | SQLITE_OPEN_EXRESCODE | SQLITE_OPEN_NOMUTEX, files);
     handle_.reset(handle);
     if (error != SQLITE_OK) {
-        throw Fault(sqlite3_errstr(error));
+        throw Fault(words(name));
     }
 }
 
@@ -25,15 +34,24 @@ void Database::execute(const char* sql) {
 }
 
 void Database::fail() const {
-    const std::string words = sqlite3_errmsg(handle());
     switch (sqlite3_errcode(handle()) & 0xFF) {
         case SQLITE_ERROR:  // no such table or column
         case SQLITE_CORRUPT:
         case SQLITE_NOTADB:
-            throw Damage(words);
+            throw Damage(sqlite3_errmsg(handle()));
         default:
-            throw Fault(words);
+            throw Fault(words(sqlite3_db_filename(handle(), "main")));
     }
+}
+
+// With the file and, where the system failed, its reason.
+std::string Database::words(const char* path) const {
+    const int result = sqlite3_errcode(handle()) & 0xFF;
+    const bool isSystems = result == SQLITE_IOERR || result == SQLITE_CANTOPEN;
+    const int error = isSystems ? sqlite3_system_errno(handle()) : 0;
+    std::string words = sqlite3_errmsg(handle());
+    words += path == nullptr || *path == '\0' ? "" : std::string(", ") + path;
+    return error == 0 ? words : words + ": " + std::generic_category().message(error);
 }
 
 Statement::Statement(Database& database, const char* sql) : database_(database) {

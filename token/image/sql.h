@@ -14,14 +14,19 @@ namespace token {
 // it is Damage where the content is to blame. One thread at a time.
 class Database {
   public:
-    // `name` is a path; `flags` as sqlite3_open_v2 takes them.
-    Database(const std::string& name, int flags);
+    // One that is in memory, and empty.
+    Database();
+    // The image of that path; `flags` as sqlite3_open_v2 takes them.
+    Database(const std::string& path, int flags);
 
     void execute(const char* sql);
     sqlite3* handle() const { return handle_.get(); }
     [[noreturn]] void fail() const;
 
   private:
+    void open(const char* name, int flags, const char* files);
+    std::string words(const char* path) const;
+
     struct Closer {
         void operator()(sqlite3* handle) const { sqlite3_close(handle); }
     };

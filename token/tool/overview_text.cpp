@@ -56,14 +56,18 @@ bool isBlocked(const token::Overview& overview) {
 
 std::string textOf(const std::string& path, const token::Overview& overview) {
     std::ostringstream text;
-    text << "Image:         " << token::printable(path) << ", version " << overview.version << '\n'
-         << "Serial number: " << digitsOf(overview.serial) << '\n'
-         << "In its reader: " << (overview.present ? "yes" : "no") << '\n'
-         << "Powered:       " << (overview.powered ? "yes" : "no") << '\n'
-         << "Failed logins: " << overview.failedLogins
-         << (isBlocked(overview) ? ", the password is blocked" : "") << '\n'
-         << '\n'
-         << std::left;
+    text
+        << "Image:         " << token::printable(path) << ", version " << overview.version << '\n'
+        << "Serial number: " << digitsOf(overview.serial) << '\n'
+        << "In its reader: " << (overview.present ? "yes" : "no") << '\n'
+        << "Powered:       " << (overview.powered ? "yes" : "no") << '\n'
+        << "Failed logins: " << overview.failedLogins
+        << (isBlocked(overview) ? ", the password is blocked" : "") << '\n'
+        << (overview.hasLog
+                ? "Its log:       stands beside it, and is a part of it: copy both, or use backup\n"
+                : "")
+        << '\n'
+        << std::left;
     for (const token::Overview::Entry& entry : overview.entries) {
         text << std::setw(11) << nameOf(types, entry.type) << std::setw(12)
              << nameOf(attributes, entry.attribute) << std::right << std::setw(5) << entry.size
@@ -86,6 +90,7 @@ std::string jsonOf(const std::string& path, const token::Overview& overview) {
         {"serial", digitsOf(overview.serial)},
         {"present", overview.present},
         {"powered", overview.powered},
+        {"log", overview.hasLog},
         {"failedLogins", overview.failedLogins},
         {"blocked", isBlocked(overview)},
         {"objects", std::move(objects)},
