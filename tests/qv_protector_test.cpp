@@ -164,6 +164,7 @@ TEST(Protector, TakesTheNextFreeDirectory) {
         "230030003033303031, select 3f003001, select 3f00, create 020000000130, select "
         "3f0030010001, select 3f003001, create 030218000100, select 3f0030010001, key ";
     EXPECT_TRUE(token.words.starts_with(expected)) << token.words;
+    EXPECT_EQ(token.words.find("00000000", expected.size()), std::string::npos);
     Bytes out;
     EXPECT_EQ(QVProtector().operation(token.talker, true, {}, out), 0);  // as its entry leads
     u32 length = 0;

@@ -236,6 +236,8 @@ const std::array<std::string, 3> wrongPlaces[] = {
     {"is empty", "touch", ""},
     {"is not a token image", "seq 1000 >", ""},
     {"is not a token image", ":", "PRAGMA journal_mode = WAL; CREATE TABLE t (x)"},
+    {"is a token image of version 1", "cp fresh", "PRAGMA user_version = 1"},
+    {"is a token image of version 2", "cp fresh", "PRAGMA user_version = 2"},
     {"is a token image of version 3", "cp fresh", "PRAGMA user_version = 3"},
     {"is a token image of version 5; this program knows version 4", "cp fresh",
      "PRAGMA user_version = 5"},
