@@ -7,4 +7,7 @@ namespace platform {
 // grow is a failed write to it, as a full disk is, and no reason to end.
 void prepareProcess();
 
+// Whether this process was forked from the one that asked first.
+bool isForked();
+
 }  // namespace platform

@@ -5,6 +5,7 @@
 
 #include "platform/absent_resource_manager.h"
 #include "platform/embedded_resource_manager.h"
+#include "platform/process.h"
 #include "platform/reader_target.h"
 #include "platform/win32.h"
 #include "token/base/printable.h"
@@ -48,11 +49,13 @@ ResourceManager& resourceManager() {
     }
     // Never destroyed: a static talker closes its connections while the process exits.
     static ResourceManager& manager = *configured().release();
+    if (!isForked()) {
+        return manager;
+    }
     static ResourceManager& inChild =
         *absent(SCARD_E_INVALID_HANDLE, "the token is in use by the process that forked this one")
              .release();
-    static const DWORD user = GetCurrentProcessId();
-    return GetCurrentProcessId() == user ? manager : inChild;
+    return inChild;
 }
 
 void useResourceManager(ResourceManager* manager) {

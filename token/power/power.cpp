@@ -113,7 +113,10 @@ SharedMemory joinOrPowerUp(const LockFile& lockFile, const FileIdentity& image) 
 }  // namespace
 
 Power::Power(const LockFile& lockFile, const FileIdentity& image)
-    : lockFile_(lockFile), memory_(joinOrPowerUp(lockFile, image)), user_(++state().lastUser) {
+    : lockFile_(lockFile),
+      memory_(joinOrPowerUp(lockFile, image)),
+      process_(system().processNumber()),
+      user_(++state().lastUser) {
     lockFile_.lockUser(user_);
 }
 
@@ -141,14 +144,14 @@ bool Power::isFree(bool lookForDead) {
 }
 
 Power::Condition Power::tryToHold(const Epoch& epoch, Lease& lease, bool lookForDead) {
-    const StateGuard guard(state());
+    const StateGuard guard(state(), process_);
     const Condition before = guard.isHeld() ? condition(epoch) : Condition::reset;
     if (before != Condition::good || !isFree(lookForDead)) {
         return before;
     }
     const Lease next{user_, ++lastLease_};
     state().holder.store(next);
-    state().holderProcess = system().processNumber();
+    state().holderProcess = process_;
     const Condition after = condition(epoch);
     if (after == Condition::good) {
         lease = next;
@@ -189,14 +192,14 @@ bool Power::isHolder(const Lease& lease) {
 }
 
 void Power::release(const Lease& lease) {
-    const StateGuard guard(state());
+    const StateGuard guard(state(), process_);
     if (guard.isHeld() && isHolder(lease)) {
         state().free(1);
     }
 }
 
 Power::Condition Power::load(const Epoch& epoch, Session& session) {
-    const StateGuard guard(state());
+    const StateGuard guard(state(), process_);
     const Condition before = guard.isHeld() ? condition(epoch) : Condition::reset;
     if (before == Condition::good) {
         state().readSession(epoch, session);
@@ -205,7 +208,7 @@ Power::Condition Power::load(const Epoch& epoch, Session& session) {
 }
 
 Power::Condition Power::store(const Epoch& epoch, const Session& session) {
-    const StateGuard guard(state());
+    const StateGuard guard(state(), process_);
     const Condition before = guard.isHeld() ? condition(epoch) : Condition::reset;
     if (before == Condition::good) {
         state().replaceSession(session, epoch);

@@ -60,6 +60,7 @@ class Power {
 
     const LockFile& lockFile_;
     SharedMemory memory_;
+    std::int32_t process_;  // kept, for to ask the system costs more than a guard
     std::uint32_t user_;
     std::atomic<std::uint32_t> lastLease_ = 0;
 };

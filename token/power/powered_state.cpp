@@ -30,6 +30,24 @@ int tryForASlice(pthread_mutex_t& guard) {
     return pthread_mutex_timedlock(&guard, &until);
 }
 
+bool isAnothers(int error) {
+    return error == EBUSY || error == ETIMEDOUT;
+}
+
+// 0, or the error: one of another's guard where the wait for it was given up.
+int waitForGuard(PoweredState& state, std::optional<std::chrono::milliseconds> most) {
+    Wait wait("is at work on the token's state");
+    const auto end = std::chrono::steady_clock::now() + most.value_or(std::chrono::milliseconds{0});
+    int error = EBUSY;
+    while (isAnothers(error)) {
+        if (most ? std::chrono::steady_clock::now() >= end : !wait.goesOn(state.guardProcess)) {
+            break;
+        }
+        error = tryForASlice(state.guard);
+    }
+    return error;
+}
+
 }  // namespace
 
 void PoweredState::readSession(const Epoch& epoch, Session& to) const {
@@ -60,7 +78,7 @@ void PoweredState::wipeOverdue() {
 void PoweredState::end(std::atomic<std::uint32_t>& ends) {
     ends += 1;
     free(INT_MAX);
-    const StateGuard wiping(*this, patienceOfAnEnd);
+    const StateGuard wiping(*this, system().processNumber(), patienceOfAnEnd);
 }
 
 void PoweredState::free(int wake) {
@@ -71,22 +89,21 @@ void PoweredState::free(int wake) {
     }
 }
 
-StateGuard::StateGuard(PoweredState& state, std::optional<std::chrono::milliseconds> most)
+StateGuard::StateGuard(PoweredState& state, std::int32_t process,
+                       std::optional<std::chrono::milliseconds> most)
     : state_(state) {
-    Wait wait("is at work on the token's state");
-    const auto end = std::chrono::steady_clock::now() + most.value_or(std::chrono::milliseconds{0});
     int error = pthread_mutex_trylock(&state_.guard);
-    while (error == EBUSY || error == ETIMEDOUT) {
-        if (most ? std::chrono::steady_clock::now() >= end : !wait.goesOn(state_.guardProcess)) {
-            return;
-        }
-        error = tryForASlice(state_.guard);
+    if (error == EBUSY) {
+        error = waitForGuard(state_, most);
+    }
+    if (isAnothers(error)) {
+        return;
     }
     if (error == EOWNERDEAD) {
         pthread_mutex_consistent(&state_.guard);
     }
     isHeld_ = true;
-    state_.guardProcess = system().processNumber();
+    state_.guardProcess = process;
 }
 
 StateGuard::~StateGuard() {

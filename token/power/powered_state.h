@@ -88,8 +88,9 @@ static_assert(std::atomic<std::uint32_t>::is_always_lock_free);
 // one lives who has it, or until this process is asked to end.
 class StateGuard {
   public:
-    explicit StateGuard(PoweredState& state,
-                        std::optional<std::chrono::milliseconds> most = std::nullopt);
+    // `process` is this one's number, which others are told that wait.
+    StateGuard(PoweredState& state, std::int32_t process,
+               std::optional<std::chrono::milliseconds> most = std::nullopt);
     StateGuard(const StateGuard&) = delete;
     StateGuard& operator=(const StateGuard&) = delete;
     ~StateGuard();
