@@ -13,9 +13,9 @@ namespace platform {
 //
 // connect: a reader is also found by its name without the interface and slot that pcsc-lite puts
 // behind it; 0x80100009 where there is none of the name.
-// A handle that was given out and is not closed, whose pcscd has gone away: 6. A reader that fails
-// to transmit, while pcscd is there, keeps its 0x80100013. Establish and
-// connect tell pcsc-lite's own number for that.
+// A handle that was given out and is not closed, whose pcscd has gone away: 6. Establish and
+// connect tell pcsc-lite's own number for that. Where pcscd is there and its reader fails to
+// transmit, that stays 0x80100013.
 class SystemResourceManager : public ResourceManager {
   public:
     std::string leadsTo() const override { return "the system's resource manager"; }

@@ -30,8 +30,7 @@ std::uint32_t beginWithNotice(ResourceManager& manager, std::uint32_t card, std:
 // it has lasted 3 s. Not told are a begin that the thread's own notice tells, and SilentCalls.
 void tellLongWaits();
 
-// While one of these lives, failed and waiting calls of its thread write no line for the
-// operator.
+// While one of these lives, calls of its thread that fail or wait write no line for the operator.
 class SilentCalls {
   public:
     SilentCalls();
