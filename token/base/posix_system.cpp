@@ -32,7 +32,6 @@ FileFacts factsOf(const struct stat& about) {
             static_cast<std::uint64_t>(about.st_size),
             static_cast<std::uint64_t>(about.st_nlink),
             about.st_uid,
-            (about.st_mode & (S_IWGRP | S_IWOTH)) != 0,
             about.st_mode & 07777};
 }
 
@@ -80,20 +79,32 @@ int setLock(const File& file, short type, std::int64_t place) {
     return errorOf(fcntl(file.descriptor(), F_OFD_SETLK, &lock));
 }
 
-// A file without any permission is opened as a mere place, and its mode set there: whoever renames
-// the file meanwhile changes nothing.
-int giveMode(const std::string& path) {
-    const File file(open(path.c_str(), O_PATH | O_CLOEXEC | O_NOFOLLOW));
-    struct stat about {};
-    if (!file.isOpen() || fstat(file.descriptor(), &about) != 0) {
+// A regular file with one name, opened as a mere place: so whatever its permissions are, and
+// without a lock of this process on it going with the descriptor. Whoever renames the file
+// meanwhile changes nothing.
+int openPlace(const std::string& path, File& place, struct stat& about) {
+    place = File(open(path.c_str(), O_PATH | O_CLOEXEC | O_NOFOLLOW));
+    if (!place.isOpen() || fstat(place.descriptor(), &about) != 0) {
         return errno;
     }
-    if (!S_ISREG(about.st_mode) || about.st_uid != geteuid() || about.st_nlink != 1 ||
-        (about.st_mode & 0777) != 0) {
-        return EACCES;
+    return S_ISREG(about.st_mode) && about.st_nlink == 1 ? 0 : EACCES;
+}
+
+int setMode(const File& place, mode_t mode) {
+    const std::string path = "/proc/self/fd/" + std::to_string(place.descriptor());
+    return errorOf(chmod(path.c_str(), mode));
+}
+
+// To a file of this user that has no permissions at all.
+int giveMode(const std::string& path) {
+    File place;
+    struct stat about {};
+    const int error = openPlace(path, place, about);
+    if (error != 0) {
+        return error;
     }
-    const std::string place = "/proc/self/fd/" + std::to_string(file.descriptor());
-    return errorOf(chmod(place.c_str(), 0600));
+    const bool isOwn = about.st_uid == geteuid() && (about.st_mode & 0777) == 0;
+    return isOwn ? setMode(place, 0600) : EACCES;
 }
 
 bool isMadeBy(const struct shmid_ds& about, std::uint32_t user) {
@@ -151,19 +162,12 @@ int System::makeFileBeside(const std::string& path, std::string& made, File& fil
     return file.isOpen() ? setOwnMode(made, file) : errno;
 }
 
-// Opened as a mere place, so that no lock of this process on the file goes with the descriptor.
 int System::closeToOthers(const std::string& path) {
-    const File file(open(path.c_str(), O_PATH | O_CLOEXEC | O_NOFOLLOW));
+    File place;
     struct stat about {};
-    if (!file.isOpen() || fstat(file.descriptor(), &about) != 0) {
-        return errno;
-    }
-    if (!S_ISREG(about.st_mode) || about.st_nlink != 1) {
-        return EACCES;
-    }
-    const mode_t mode = about.st_mode & 0700;
-    const std::string place = "/proc/self/fd/" + std::to_string(file.descriptor());
-    return (about.st_mode & 0777) == mode ? 0 : errorOf(chmod(place.c_str(), mode));
+    const int error = openPlace(path, place, about);
+    const bool isOpenToOthers = (about.st_mode & 0077) != 0;
+    return error == 0 && isOpenToOthers ? setMode(place, about.st_mode & 0700) : error;
 }
 
 int System::syncFile(const std::string& path) {

@@ -18,8 +18,7 @@ struct FileFacts {
     std::uint64_t size = 0;   // bytes
     std::uint64_t names = 0;  // hard links
     std::uint32_t owner = 0;
-    bool othersMayWrite = false;  // anybody but the owner
-    std::uint32_t mode = 0;       // the permission bits
+    std::uint32_t mode = 0;  // the permission bits
 };
 
 enum class Links { follow, stopAt };
@@ -113,6 +112,16 @@ class System {
 
 // The one in use. It outlives all that use it.
 System& system();
+
+// Who else may have put something into a file beside an image, in words that follow "it is":
+// "another user's", or "open to other users". Null for one that is the image's owner's or this
+// user's, and closed to all others.
+inline const char* reachOfOthers(const FileFacts& facts, std::uint32_t imageOwner) {
+    if (facts.owner != imageOwner && facts.owner != system().userNumber()) {
+        return "another user's";
+    }
+    return (facts.mode & 077) != 0 ? "open to other users" : nullptr;
+}
 
 // Puts one in front whose class overrides some calls, or null. For programs that let calls fail; no
 // call may be in flight.

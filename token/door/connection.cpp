@@ -86,9 +86,7 @@ Outcome Connection::end(Disposition after) {
     }
     --depth_;
     if (after == Disposition::reset) {
-        power.reset();
-        epoch_ = power.epoch();
-        token_->image().forgetOverwritten();
+        reset();
     } else if (depth_ == 0) {
         power.release(lease_);
     }

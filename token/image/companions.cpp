@@ -35,11 +35,9 @@ void needOwn(const std::string& file, const FileFacts& facts, const std::string&
     if (facts.kind != FileFacts::Kind::file || facts.names != 1) {
         refuse(file, "is a link or no file");
     }
-    if (facts.owner != image.owner && facts.owner != system().userNumber()) {
-        refuse(file, "is another user's");
-    }
-    if ((facts.mode & 077) != 0) {
-        refuse(file, "is open to other users");
+    const char* const reach = reachOfOthers(facts, image.owner);
+    if (reach != nullptr) {
+        refuse(file, std::string("is ") + reach);
     }
 }
 

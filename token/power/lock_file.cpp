@@ -59,18 +59,21 @@ void LockFile::judge(const std::string& imagePath) {
     needSuccess(system().look(file_, own), lockWith, path_);
     const bool isImage = system().look(imagePath, Links::follow, image) == 0 &&
                          image.kind != FileFacts::Kind::nothing;
-    const std::uint32_t user = system().userNumber();
-    owner_ = isImage ? image.owner : user;
+    owner_ = isImage ? image.owner : system().userNumber();
     std::uint32_t first = 0;
     const bool isKnown =
         own.size == 0 || (readStart(file_, first) == sizeof first && first == magic);
-    const char* const fault = own.kind != FileFacts::Kind::file || !isKnown ? "it is something else"
-                              : own.names != 1 ? "it has a second name (a hard link)"
-                              : own.owner != user && own.owner != owner_ ? "it is another user's"
-                              : (own.mode & 077) != 0 ? "it is open to other users"
-                                                      : nullptr;
-    if (fault != nullptr) {
-        throw Fault(std::string(lockWith) + " " + path_ + ": " + fault);
+    const auto refuse = [&](const std::string& why) {
+        throw Fault(std::string(lockWith) + " " + path_ + ": it " + why);
+    };
+    if (own.kind != FileFacts::Kind::file || !isKnown) {
+        refuse("is something else");
+    }
+    if (own.names != 1) {
+        refuse("has a second name (a hard link)");
+    }
+    if (const char* const reach = reachOfOthers(own, owner_); reach != nullptr) {
+        refuse(std::string("is ") + reach);
     }
 }
 
