@@ -18,9 +18,9 @@ void backUp(const std::string& path, const std::string& file) {
     NewFile backup(file);
     ImageCopy copy = copySoundImage(path);
     backup.write(bytesOf(copy.database));
+    emptyLogOf(path);
     backup.publishNew(file);
     syncFolderOf(file);
-    emptyLogOf(path);
 }
 
 }  // namespace token
