@@ -37,9 +37,6 @@ class FrontSystem final : public Os {
     bool hasStruck() const { return callsLeft_ < 0; }
 
     int makeFolder(Path path) override { return hit() ? EIO : Os::makeFolder(path); }
-    int makeFile(Path path, token::File& file) override {
-        return hit() ? EIO : Os::makeFile(path, file);
-    }
     int makeFileBeside(Path path, std::string& made, token::File& file) override {
         return hit() ? EIO : Os::makeFileBeside(path, made, file);
     }

@@ -32,6 +32,8 @@ class File {
 
     bool isOpen() const { return descriptor_ != none; }
     int descriptor() const { return descriptor_; }
+    // Leaves its closing to the caller; -1 where it is not open.
+    int release() { return std::exchange(descriptor_, none); }
 
   private:
     static constexpr int none = -1;

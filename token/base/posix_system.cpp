@@ -151,11 +151,6 @@ int System::makeFolder(const std::string& path) {
     return error;
 }
 
-int System::makeFile(const std::string& path, File& file) {
-    file = File(open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-    return file.isOpen() ? setOwnMode(path, file) : errno;
-}
-
 int System::makeFileBeside(const std::string& path, std::string& made, File& file) {
     made = path + ".XXXXXX";
     file = File(mkostemp(made.data(), O_CLOEXEC));

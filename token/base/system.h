@@ -41,10 +41,8 @@ class System {
 
     // Makes a folder with mode 0700, whatever the umask. One that is there is left as it is.
     virtual int makeFolder(const std::string& path);
-    // Both make an empty file with mode 0600, whatever the umask, for reading and writing: of this
-    // name, EEXIST if there is one; or of one that nobody has, `path` with a point and six
-    // characters behind it, which `made` becomes.
-    virtual int makeFile(const std::string& path, File& file);
+    // Makes an empty file with mode 0600, whatever the umask, for reading and writing, of a name
+    // that nobody has: `path` with a point and six characters behind it, which `made` becomes.
     virtual int makeFileBeside(const std::string& path, std::string& made, File& file);
     // Takes all permissions of other users off a regular file that has one name.
     virtual int closeToOthers(const std::string& path);

@@ -53,18 +53,6 @@ void needOwnCompanions(const std::string& imagePath) {
     }
 }
 
-FileIdentity ownCompanion(const std::string& imagePath, const char* ending) {
-    const std::string path = imagePath + ending;
-    File made;
-    const int error = isThere(factsOf(path)) ? EEXIST : system().makeFile(path, made);
-    if (error != EEXIST) {
-        needSuccess(error, "cannot make", path);
-    }
-    const FileFacts facts = factsOf(path);
-    needOwn(path, facts, imagePath);
-    return facts.identity;
-}
-
 std::uint64_t lengthOfLog(const std::string& imagePath) {
     return factsOf(imagePath + logEnding).size;
 }

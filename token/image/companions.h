@@ -30,10 +30,6 @@ void needOwn(const std::string& file, const FileFacts& facts, const std::string&
 // is a rollback journal, which no image has: the database must take nothing from it.
 void needOwnCompanions(const std::string& imagePath);
 
-// Which file the companion is. A missing one is made, with mode 0600; the database gives what the
-// superuser made to the image's owner. Throws Fault unless it is one's own.
-FileIdentity ownCompanion(const std::string& imagePath, const char* ending);
-
 // How many bytes the log beside an image has.
 std::uint64_t lengthOfLog(const std::string& imagePath);
 

@@ -1,11 +1,12 @@
 #include "token/image/image_files.h"
 
+#include <fcntl.h>
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <new>
-#include <optional>
 #include <string>
 
 #include "token/base/fault.h"
@@ -24,7 +25,6 @@ sqlite3_vfs* below() {
 struct OpenFile {
     sqlite3_file base{};
     const char* name = nullptr;  // the database's, as long as the file is open
-    bool hasIndex = false;
 };
 
 OpenFile& own(sqlite3_file* file) {
@@ -43,13 +43,44 @@ std::string imageOf(const char* log) {
     return {log, std::strlen(log) - std::strlen(logEnding)};
 }
 
-// Nothing where it must not be used.
-std::optional<FileIdentity> companion(const std::string& image, const char* ending) {
+// The image whose log or index this thread lets the database open.
+thread_local const char* imageOfNext = nullptr;
+
+class OpeningCompanion {
+  public:
+    explicit OpeningCompanion(const char* image) { imageOfNext = image; }
+    OpeningCompanion(const OpeningCompanion&) = delete;
+    OpeningCompanion& operator=(const OpeningCompanion&) = delete;
+    ~OpeningCompanion() { imageOfNext = nullptr; }
+};
+
+bool isOwn(const File& file, const char* name, const char* image) {
     try {
-        return ownCompanion(image, ending);
+        FileFacts facts;
+        needSuccess(system().look(file, facts), "cannot look at", name);
+        needOwn(name, facts, image);
+        return true;
     } catch (const Fault&) {
-        return std::nullopt;
+        return false;
     }
+}
+
+using Open = int (*)(const char* name, int flags, int mode);
+Open openOfDatabase = nullptr;
+
+// Stands in front of the call by which the database opens a file. A log or an index is judged by
+// what was opened: nobody can put another file in its place any more, and nothing was written yet.
+int openAndJudge(const char* name, int flags, int mode) {
+    if (imageOfNext == nullptr) {
+        return openOfDatabase(name, flags, mode);
+    }
+    File file(openOfDatabase(name, flags | O_NOFOLLOW | O_NONBLOCK, mode));
+    if (!file.isOpen() || isOwn(file, name, imageOfNext)) {
+        return file.release();
+    }
+    file = File();
+    errno = EACCES;
+    return -1;
 }
 
 // Whether the image that was opened is the file of that name, and has no other one.
@@ -105,23 +136,11 @@ int characteristics(sqlite3_file* file) {
     return below(file)->pMethods->xDeviceCharacteristics(below(file));
 }
 
-int mapBelow(sqlite3_file* file, int region, int size, int extends, void volatile** mapped) {
-    const NoFileSizeSignal held;
-    return below(file)->pMethods->xShmMap(below(file), region, size, extends, mapped);
-}
-
-// The first call opens the index. One that another user put there must not be written.
+// The first call opens the index.
 int mapIndex(sqlite3_file* file, int region, int size, int extends, void volatile** mapped) {
-    if (own(file).hasIndex) {
-        return mapBelow(file, region, size, extends, mapped);
-    }
-    const auto before = companion(own(file).name, indexEnding);
-    const int result = before ? mapBelow(file, region, size, extends, mapped) : SQLITE_CANTOPEN;
-    if (result == SQLITE_OK && companion(own(file).name, indexEnding) != before) {
-        return SQLITE_CANTOPEN;
-    }
-    own(file).hasIndex = result == SQLITE_OK;
-    return result;
+    const NoFileSizeSignal held;
+    const OpeningCompanion opening(own(file).name);
+    return below(file)->pMethods->xShmMap(below(file), region, size, extends, mapped);
 }
 
 int lockIndex(sqlite3_file* file, int offset, int count, int flags) {
@@ -131,7 +150,6 @@ void indexBarrier(sqlite3_file* file) {
     below(file)->pMethods->xShmBarrier(below(file));
 }
 int unmapIndex(sqlite3_file* file, int removes) {
-    own(file).hasIndex = false;
     return below(file)->pMethods->xShmUnmap(below(file), removes);
 }
 
@@ -153,10 +171,9 @@ int closeRefused(OpenFile& file) {
 }
 
 int openLog(OpenFile& file, int flags, int* flagsOut) {
-    const auto before = companion(imageOf(file.name), logEnding);
-    const int result = before ? openBelow(file, flags, flagsOut) : SQLITE_CANTOPEN;
-    const bool isOther = result == SQLITE_OK && companion(imageOf(file.name), logEnding) != before;
-    return isOther ? closeRefused(file) : result;
+    const std::string image = imageOf(file.name);
+    const OpeningCompanion opening(image.c_str());
+    return openBelow(file, flags, flagsOut);
 }
 
 int openImage(OpenFile& file, int flags, int* flagsOut) {
@@ -194,6 +211,8 @@ int fullPathname(sqlite3_vfs*, const char* name, int room, char* full) {
 
 sqlite3_vfs made() {
     sqlite3_vfs files = *below();
+    openOfDatabase = reinterpret_cast<Open>(files.xGetSystemCall(below(), "open"));
+    files.xSetSystemCall(below(), "open", reinterpret_cast<sqlite3_syscall_ptr>(openAndJudge));
     files.zName = "ksigil-image";
     files.szOsFile += static_cast<int>(sizeof(OpenFile));
     files.xOpen = openFile;

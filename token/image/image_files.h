@@ -7,6 +7,9 @@ namespace token {
 // name in its own place and not through a link; all that it removes is a log. To the database no
 // other file exists: no journal, and none that a journal names.
 //
+// For that it stands in front of the call by which the database opens files, in the whole process.
+// Other databases' files are opened as ever.
+//
 // A write past the limit on a file's size is an error, whatever the process does with the signal.
 const char* imageFiles();
 
