@@ -8,10 +8,12 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <functional>
 #include <optional>
 
 #include "tests/toolbox/sql.h"
 #include "tests/toolbox/trial_token.h"
+#include "token/care/backup.h"
 #include "token/care/check.h"
 #include "token/care/image_copy.h"
 #include "token/care/owner.h"
@@ -25,7 +27,7 @@ struct FailingDisk {
     static inline int untilFailure = 0;  // calls, the failing one included; 0 or less: none
     static inline bool isFull = false;
     static inline bool hasFailed = false;
-    static inline int syncs = 0;
+    static inline bool isSynced = false;  // what was last changed
     static inline sqlite3_vfs* const real = sqlite3_vfs_find(nullptr);
 
     static bool fails(bool writes) {
@@ -56,15 +58,17 @@ struct FailingDisk {
             methods = file->pMethods;
             sqlite3_io_methods& own = failing[methods] = *methods;
             own.xWrite = [](sqlite3_file* to, const void* from, int size, sqlite3_int64 at) {
+                isSynced = false;
                 const bool failed = fails(true);
                 const int result = methods->xWrite(to, from, failed ? size / 2 : size, at);
                 return failed ? (isFull ? SQLITE_FULL : SQLITE_IOERR_WRITE) : result;
             };
             own.xSync = [](sqlite3_file* of, int how) {
-                ++syncs;
+                isSynced = true;
                 return fails(false) ? SQLITE_IOERR_FSYNC : methods->xSync(of, how);
             };
             own.xTruncate = [](sqlite3_file* of, sqlite3_int64 size) {
+                isSynced = false;
                 return fails(false) ? SQLITE_IOERR_TRUNCATE : methods->xTruncate(of, size);
             };
             map = map == nullptr ? methods->xShmMap : map;
@@ -192,13 +196,13 @@ TEST_F(FaultTest, AFailingDiskLeavesAChangeWholeOrUndone) {
                 FailingDisk::untilFailure = call;
                 FailingDisk::isFull = full;
                 FailingDisk::hasFailed = false;
-                FailingDisk::syncs = 0;
+                FailingDisk::isSynced = false;
                 if (change.empty()) {
                     token.emplace(path);
                     EXPECT_EQ(token->connection == nullptr, !token->why.empty());
                 } else if (call >= 0) {
                     EXPECT_EQ(token->send(change) == "8165", FailingDisk::hasFailed);
-                    EXPECT_TRUE(FailingDisk::hasFailed || FailingDisk::syncs > 0);
+                    EXPECT_TRUE(FailingDisk::hasFailed || FailingDisk::isSynced);
                     EXPECT_FALSE(call == 0 && replaced.size() > 1 &&
                                  holds(replaced.substr(replaced.size() / 2, 32)));
                 }
@@ -211,6 +215,30 @@ TEST_F(FaultTest, AFailingDiskLeavesAChangeWholeOrUndone) {
             } while (++call < 2 || FailingDisk::hasFailed);
             EXPECT_LE(seen.size(), 2U);
         }
+    }
+}
+
+TEST_F(FaultTest, WhatAWriteOverwroteGoesWhenTheLogIsEmptied) {
+    using Act = std::pair<const char*, std::function<void(TrialToken&)>>;
+    const Act acts[] = {
+        {"reset", [](auto& token) { token.connection->reset(); }},
+        {"reconnect", [](auto& token) { token.connection->reconnect(token::Disposition::leave); }},
+        {"reset it", [](auto& token) { token.connection->reconnect(token::Disposition::reset); }},
+        {"end", [](auto& token) { token.connection->end(token::Disposition::reset); }},
+        {"backup", [this](auto&) { token::backUp(path, folder.file("backup.db")); }},
+        {"remove", [](auto& token) { token.slot.remove(); }},
+        {"insert", [](auto& token) { token.slot.insert(); }},
+        {"close", [](auto& token) { token.connection.reset(); }}};
+    for (const auto& [name, act] : acts) {
+        putTrialImage(path);
+        TrialToken token(path), other(path);
+        token.connection->begin();
+        token.send(
+            "a4 0002003f0100 d0 000004006f6c6421 d0 00000400"
+            "6e657721");
+        EXPECT_TRUE(holds("6f6c6421")) << name;
+        act(token);
+        EXPECT_FALSE(holds("6f6c6421")) << name;
     }
 }
 
