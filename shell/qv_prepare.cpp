@@ -4,6 +4,7 @@
 #include <functional>
 #include <iostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Components/qv_aid/qv_protector.h"
@@ -19,6 +20,15 @@
 using namespace ksigil;
 
 namespace {
+
+constexpr char usage[] = "Usage QVPrepare <readername>";
+constexpr char help[] = R"(
+Makes what a token lacks of the protector: the application entry, the directory and the key.
+The argument must be there and is not read: the reader is always "VDW ifdh 0".
+
+  --help     Print this and end
+  --version  Print the version and end
+)";
 
 using Parts = std::vector<QVProtector::Part>;
 
@@ -95,16 +105,21 @@ std::string prepareUnderLock() {
 
 }  // namespace
 
-int main(int argc, char**) {
+int main(int argc, char** argv) {
     platform::prepareProcess();
     platform::tellLongWaits();
-    std::string output = "Usage QVPrepare <readername>";
-    if (argc == 2) {
-        output = lineOf(prepareUnderLock);
+    const std::string_view argument = argc == 2 ? argv[1] : "-";
+    std::string failure;
+    if (argument == "--help") {
+        std::cout << usage << help;
+    } else if (argument == "--version") {
+        std::cout << "QVPrepare " KSIGIL_VERSION "\n";
+    } else {
+        failure = argument.starts_with('-') ? usage : lineOf(prepareUnderLock);
     }
-    if (!output.empty()) {
-        std::cout << output << '\n';
+    if (!failure.empty()) {
+        std::cout << failure << '\n';
     }
     const bool isTold = !std::cout.flush().fail();
-    return output.empty() && isTold ? 0 : 1;
+    return failure.empty() && isTold ? 0 : 1;
 }

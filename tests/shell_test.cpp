@@ -13,6 +13,7 @@
 namespace {
 
 using testing::EndsWith;
+using testing::MatchesRegex;
 
 struct Shell : Programs {
     std::string run(const std::string& input, const std::string& command = "$shell") {
@@ -69,7 +70,11 @@ TEST_F(Shell, FindsTheTokenPrepared) {
     }
     run("rm 3f00a1a1 login 1234 mf 3f00a1a1 9 PRV logout");
     EXPECT_EQ(run("", QVPREPARE " any"), "Failed: " DENIED "/1");
-    EXPECT_EQ(run("", QVPREPARE " two words"), "Usage QVPrepare <readername>/1");
+    EXPECT_THAT(run("", QVPREPARE " --help"), MatchesRegex("Usage QVPrepare <.*--version.*/0"));
+    EXPECT_THAT(run("", QVPREPARE " --version"), MatchesRegex("QVPrepare [0-9.]+/0"));
+    for (const std::string arguments : {"", " two words", " -h", " --helf", " --help me"}) {
+        EXPECT_EQ(run("", QVPREPARE + arguments), "Usage QVPrepare <readername>/1") << arguments;
+    }
     EXPECT_EQ(run("", "KSIGIL_PCSC=none " QVPREPARE " any"), "Failed: 0x8010001d/1");
 }
 

@@ -220,6 +220,7 @@ int run(int argc, char** argv) {
     Options options;
     const Command* chosen = nullptr;
     CLI::App app("Looks after the image of a software token.", "ksigil-token");
+    app.set_version_flag("--version", "ksigil-token " KSIGIL_VERSION, "Print the version and exit");
     app.add_option("--image", options.image,
                    "The image; else KSIGIL_TOKEN, else ksigil/token.db under XDG_DATA_HOME or "
                    "~/.local/share")
