@@ -9,8 +9,9 @@
 namespace ksigil {
 
 // The program's trace: lines in the one file qvsh.log, which stands in the directory that the
-// configuration names, else in the temporary one, and is opened and emptied before `main`. Source
-// files write to it through include/log_gate.h; support/log.cpp keeps the file.
+// configuration names, else in the temporary one. The programs open and empty it before `main`; the
+// shared library opens it with the first line, and adds to it. Source files write to it through
+// include/log_gate.h; support/log.cpp keeps the file.
 //
 // Nothing here throws, and no failure of the file shows anywhere else. Any thread may call at any
 // time, from static constructors and destructors too; a line that comes after the file was closed

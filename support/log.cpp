@@ -7,6 +7,7 @@
 #include "platform/trace_file.h"
 #include "support/log_key.h"
 #include "support/log_line.h"
+#include "support/log_opening.h"
 
 using namespace ksigil;
 
@@ -33,13 +34,17 @@ void makeLogPath() {
     logPath[length] = '\0';
 }
 
-// Opens the file for the time from the first line or `main`, whichever comes first, to the
-// program's end. A line that comes later finds it closed.
+// The file is open from the first line on, or from before `main`, to the program's end. A line that
+// comes later finds it closed.
 class OpenLog {
   public:
     OpenLog() {
         makeLogPath();
-        logFile.openEmptied(logPath.data());
+        if (logStartsEmpty) {
+            logFile.openEmptied(logPath.data());
+        } else {
+            logFile.openAppending(logPath.data());
+        }
     }
     OpenLog(const OpenLog&) = delete;
     OpenLog& operator=(const OpenLog&) = delete;
@@ -48,13 +53,6 @@ class OpenLog {
         logFile.close();
     }
 };
-
-const OpenLog& openLog() {
-    static const OpenLog opened;
-    return opened;
-}
-
-[[maybe_unused]] const OpenLog& openedBeforeMain = openLog();
 
 void write(LogLine& line) {
     openLog();
@@ -76,6 +74,11 @@ void cutIfOver(std::int64_t limit) {
 }
 
 }  // namespace
+
+void ksigil::openLog() noexcept {
+    static const OpenLog opened;
+    static_cast<void>(opened);
+}
 
 void ksigil::writeLog(LogText label, LogText text) noexcept {
     LogLine line(label, text);

@@ -1,0 +1,3 @@
+#include "support/log_opening.h"
+
+const bool ksigil::logStartsEmpty = false;
