@@ -6,6 +6,7 @@
 class InstantResourceManager : public platform::ResourceManager {
   public:
     std::string leadsTo() const override { return "nothing"; }
+    std::uint32_t readers(std::vector<Reader>&, std::string&) override { return 0; }
     std::uint32_t establish(std::uint32_t, std::uint32_t& context, std::string&) override {
         context = 1;
         return 0;

@@ -12,6 +12,7 @@ class AbsentResourceManager : public ResourceManager {
 
     std::string leadsTo() const override { return "nothing: " + why_; }
 
+    std::uint32_t readers(std::vector<Reader>&, std::string& why) override { return absent(why); }
     std::uint32_t establish(std::uint32_t, std::uint32_t&, std::string& why) override {
         return absent(why);
     }

@@ -81,6 +81,11 @@ std::uint32_t EmbeddedResourceManager::newHandle() {
     return lastHandle_;
 }
 
+std::uint32_t EmbeddedResourceManager::readers(std::vector<Reader>& readers, std::string&) {
+    readers.push_back({readerName, slot_.hasToken()});
+    return number(SCARD_S_SUCCESS);
+}
+
 std::uint32_t EmbeddedResourceManager::establish(std::uint32_t, std::uint32_t& context,
                                                  std::string&) {
     const std::lock_guard guard(mutex_);

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace platform {
 
@@ -16,8 +17,16 @@ class ResourceManager {
   public:
     virtual ~ResourceManager() = default;
 
+    struct Reader {
+        std::string name;
+        bool hasToken;
+    };
+
     // Where a reader of this manager leads, in words that end a sentence.
     virtual std::string leadsTo() const = 0;
+
+    // Appends the readers that there are. Needs no context, and makes no token.
+    virtual std::uint32_t readers(std::vector<Reader>& readers, std::string& why) = 0;
 
     virtual std::uint32_t establish(std::uint32_t scope, std::uint32_t& context,
                                     std::string& why) = 0;

@@ -151,6 +151,24 @@ std::uint32_t SystemResourceManager::resultFor(std::uint32_t handle, LONG result
     return result == SCARD_F_COMM_ERROR && isAnswered(context) ? number(result) : invalidHandle;
 }
 
+std::uint32_t SystemResourceManager::readers(std::vector<Reader>& readers, std::string& why) {
+    SCARDCONTEXT context = 0;
+    LONG rv = SCardEstablishContext(SCARD_SCOPE_SYSTEM, nullptr, nullptr, &context);
+    std::vector<std::string> names;
+    if (rv == SCARD_S_SUCCESS) {
+        rv = listReaders(context, names);
+        for (std::string& name : names) {
+            const bool hasToken = holdsToken(context, name);
+            readers.push_back({std::move(name), hasToken});
+        }
+        SCardReleaseContext(context);
+    }
+    if (rv != SCARD_S_SUCCESS) {
+        why = wordsFor(rv);
+    }
+    return number(rv);
+}
+
 std::uint32_t SystemResourceManager::establish(std::uint32_t scope, std::uint32_t& context,
                                                std::string& why) {
     SCARDCONTEXT established = 0;

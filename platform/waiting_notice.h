@@ -26,11 +26,17 @@ void setWaitingNotice(const WaitingNotice* notice);
 // The manager's begin, with the calling thread's notice.
 std::uint32_t beginWithNotice(ResourceManager& manager, std::uint32_t card, std::string& why);
 
-// Has each wait of the software token for another process told by one line on standard error, once
-// it has lasted 3 s. Not told are a begin that the thread's own notice tells, and SilentCalls.
+// Sets who is told of each wait of the software token for another process, once it has lasted 3 s,
+// on the thread that waits: in words for an operator. Null for nobody, as at first. No wait may be
+// under way. It must not throw.
+void setLongWaitNotice(std::function<void(const std::string& text)> notice);
+
+// Has those waits told by one line on standard error. Not told are a begin that the thread's own
+// notice tells, and SilentCalls.
 void tellLongWaits();
 
 // While one of these lives, calls of its thread that fail or wait write no line for the operator.
+// The innermost one is told why they failed.
 class SilentCalls {
   public:
     SilentCalls();
@@ -38,10 +44,16 @@ class SilentCalls {
     SilentCalls& operator=(const SilentCalls&) = delete;
     ~SilentCalls();
 
+    // Why the last such call failed, in words; empty if none did.
+    const std::string& reason() const { return reason_; }
+
     static bool areOn();
+    // Takes the reason, if they are on.
+    static void tell(const std::string& why);
 
   private:
-    bool before_;
+    SilentCalls* outer_;
+    std::string reason_;
 };
 
 }  // namespace platform

@@ -15,7 +15,7 @@ namespace platform {
 namespace {
 
 thread_local const WaitingNotice* noticeOfThread = nullptr;
-thread_local bool silent = false;
+thread_local SilentCalls* silent = nullptr;
 thread_local bool isWatched = false;  // the thread's begin
 
 // Looks on from another thread while a begin waits. The begin itself cannot be cut short. Where no
@@ -83,28 +83,44 @@ std::uint32_t beginWithNotice(ResourceManager& manager, std::uint32_t card, std:
     return rv;
 }
 
+void setLongWaitNotice(std::function<void(const std::string&)> notice) {
+    token::WaitNotice told;
+    if (notice) {
+        told = [notice = std::move(notice)](std::int32_t process, const std::string& does) {
+            notice(token::wordsOfWait(process, does));
+        };
+    }
+    token::setWaitNotice(std::move(told));
+}
+
 void tellLongWaits() {
-    token::setWaitNotice([](std::int32_t process, const std::string& does) {
-        if (silent || isWatched) {
+    setLongWaitNotice([](const std::string& text) {
+        if (silent != nullptr || isWatched) {
             return;
         }
-        const std::string line = "ksigil: " + token::wordsOfWait(process, does) + "\n";
+        const std::string line = "ksigil: " + text + "\n";
         if (write(STDERR_FILENO, line.data(), line.size()) < 0) {
             // Nobody is left to be told.
         }
     });
 }
 
-SilentCalls::SilentCalls() : before_(silent) {
-    silent = true;
+SilentCalls::SilentCalls() : outer_(silent) {
+    silent = this;
 }
 
 SilentCalls::~SilentCalls() {
-    silent = before_;
+    silent = outer_;
 }
 
 bool SilentCalls::areOn() {
-    return silent;
+    return silent != nullptr;
+}
+
+void SilentCalls::tell(const std::string& why) {
+    if (silent != nullptr) {
+        silent->reason_ = why;
+    }
 }
 
 }  // namespace platform

@@ -12,15 +12,25 @@ using platform::resourceManager;
 
 namespace {
 
-// An operator whose program ends for a failed call is told why, in one line and one write.
+// In one write.
+void writeLine(const char* attempt, const std::string& why, DWORD rv) {
+    std::array<char, 16> number{};
+    std::snprintf(number.data(), number.size(), " (0x%x)", rv);
+    const std::string line =
+        std::string("ksigil: cannot ") + attempt + ": " + why + number.data() + "\n";
+    if (write(STDERR_FILENO, line.data(), line.size()) < 0) {
+        // Nobody is left to be told.
+    }
+}
+
+// An operator whose program ends for a failed call is told why.
 LONG reported(const char* attempt, DWORD rv, const std::string& why) {
-    if (rv != 0 && !platform::SilentCalls::areOn()) {
-        std::array<char, 16> number{};
-        std::snprintf(number.data(), number.size(), " (0x%x)", rv);
-        const std::string line = std::string("ksigil: cannot ") + attempt + ": " +
-                                 token::printable(why) + number.data() + "\n";
-        if (write(STDERR_FILENO, line.data(), line.size()) < 0) {
-            // Nobody is left to be told.
+    if (rv != 0) {
+        const std::string words = token::printable(why);
+        if (platform::SilentCalls::areOn()) {
+            platform::SilentCalls::tell(words);
+        } else {
+            writeLine(attempt, words, rv);
         }
     }
     return static_cast<LONG>(rv);

@@ -26,6 +26,10 @@ class RecordingResourceManager : public platform::ResourceManager {
     std::string take() { return std::exchange(calls_, {}); }
 
     std::string leadsTo() const override { return "a recorder"; }
+    u32 readers(std::vector<Reader>& readers, std::string&) override {
+        readers.push_back({"VDW ifdh 0", true});
+        return record("readers", {});
+    }
     u32 establish(u32 scope, u32& context, std::string&) override {
         const u32 rv = record("establish", {scope});
         context = rv == 0 ? ++contexts_ : context;

@@ -52,6 +52,14 @@ Outcome Slot::connect(std::unique_ptr<Connection>& connection, std::string& why)
     }
 }
 
+bool Slot::hasToken() {
+    try {
+        return openToLookAfter()->image().present();
+    } catch (const Fault&) {
+        return true;
+    }
+}
+
 void Slot::remove() {
     const std::shared_ptr<OpenToken> token = openToLookAfter();
     // Connections are cut only when the image has it. One that looked at the image before did so

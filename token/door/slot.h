@@ -21,6 +21,9 @@ class Slot {
     // with the reason in `why`.
     Outcome connect(std::unique_ptr<Connection>& connection, std::string& why);
 
+    // Whether a connection would find a token in the reader, be it of use or not. Makes no image.
+    bool hasToken();
+
     // The rest throw Fault, also where there is no image.
 
     // Takes the token out of its reader until it is inserted again: open connections meet
