@@ -11,11 +11,11 @@ ApduDeleteFile::ApduDeleteFile(u8 type) : Apdu(0xE2, sizeof(Data), 0) {
     data()->type = type;
 }
 
-ApduReadBinary::ApduReadBinary(u16 offset, u32 length) : Apdu(0xB0, sizeof(Data), length) {
+ApduReadBinary::ApduReadBinary(u16 offset, u32 length) : Apdu(instruction, sizeof(Data), length) {
     *data() = {offset, static_cast<u16>(length)};
 }
 
-ApduWriteBinary::ApduWriteBinary(u16 offset, u32 length) : Apdu(0xD0, length + 4, 0) {
+ApduWriteBinary::ApduWriteBinary(u16 offset, u32 length) : Apdu(instruction, length + 4, 0) {
     *data() = {offset, static_cast<u16>(length)};
 }
 

@@ -45,6 +45,8 @@ struct ApduRange {
 // The reply data are the file's bytes.
 class ApduReadBinary : public Apdu {
   public:
+    static constexpr u8 instruction = 0xB0;
+
     using Data = ksigil::ApduRange;
 
     // Room for `length` bytes of reply data; the frame asks for the low 16 bits of it.
@@ -55,6 +57,8 @@ class ApduReadBinary : public Apdu {
 
 class ApduWriteBinary : public Apdu {
   public:
+    static constexpr u8 instruction = 0xD0;
+
     using Data = ksigil::ApduRange;
 
     // Writes the range; the caller copies `length` bytes to `payload()`.

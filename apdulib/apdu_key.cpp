@@ -9,7 +9,7 @@ ApduWriteKey::ApduWriteKey(const u8* key) : ApduWriteKey() {
     std::copy_n(key, std::size(data()->key), data()->key);
 }
 
-ApduDesx::ApduDesx(u8 mode, const u8* block) : Apdu(0xD8, sizeof(Data), sizeof(Reply)) {
+ApduDesx::ApduDesx(u8 mode, const u8* block) : Apdu(instruction, sizeof(Data), sizeof(Reply)) {
     data()->mode = mode;
     std::copy_n(block, std::size(data()->block), data()->block);
 }

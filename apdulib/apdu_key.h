@@ -20,6 +20,8 @@ class ApduWriteKey : public Apdu {
 // Runs one block through the key.
 class ApduDesx : public Apdu {
   public:
+    static constexpr u8 instruction = 0xD8;
+
     static constexpr u8 decrypt = 0;
     static constexpr u8 encrypt = 1;
 

@@ -155,6 +155,11 @@ void RMApduTalker::closeContext(ReaderContext& record, u32 disposition) {
     record = {};
 }
 
+bool RMApduTalker::isConnected() {
+    const LockGuard guard(&mutex);
+    return mapping != nullptr && table->find(GetCurrentThreadId()) != nullptr;
+}
+
 void RMApduTalker::detach(u32 disposition) {
     const OperationLog log = logEntered("RMApduTalker::detach()");
     ReaderContext* own = nullptr;

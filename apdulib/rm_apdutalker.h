@@ -53,6 +53,9 @@ class RMApduTalker : public ApduTalker {
     // open, and the thread's next operation tries anew.
     u32 getContext(ReaderContext*& out);
 
+    // Whether the calling thread has a connection. Makes none.
+    bool isConnected();
+
     // Closes the calling thread's connection, its lock with it; makes one first if there is none.
     void detach(u32 disposition);
 

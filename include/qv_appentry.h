@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -37,8 +38,8 @@ inline constexpr const char* protectorDirectory = applicationDirectories[8];
 
 // The token's table of application entries: 4 bytes of content, the digits of a directory's id, for
 // a 32-bit application id. It is the public file "3f00a1a1": a label of 30 bytes, then records of
-// 9, at most 7278 of them, in no order. A record's marker, the label and a tail of fewer than 9
-// bytes are not looked at; a rewrite puts the label right and drops the tail.
+// 9, at most `mostRecords` of them, in no order. A record's marker, the label and a tail of fewer
+// than 9 bytes are not looked at; a rewrite puts the label right and drops the tail.
 //
 // The caller holds the card lock, across all operations that belong together: a change is a read of
 // the file and a rewrite, and an id that was found free is free only as long as the lock is held.
@@ -48,6 +49,8 @@ inline constexpr const char* protectorDirectory = applicationDirectories[8];
 // failure. The class has no data.
 class QVAppEntry {
   public:
+    static constexpr std::size_t mostRecords = 7278;
+
     // Adds an entry, or replaces the content of the one with that id, which keeps its place; makes
     // the file if there is none. `content` is exactly 4 bytes, which is asserted. A failure leaves
     // the file as `writeAppEntryFile` does.
@@ -63,6 +66,10 @@ class QVAppEntry {
 
     // Without a file no entry exists, which is no failure.
     u32 isAppEntryExist(ApduTalker& talker, u32 id, bool& exists) const;
+
+    // Whether an entry with that id is there or would still find room: one record more than the
+    // file can hold, and `set_kSAppEntry` loses them all.
+    u32 hasRoom(ApduTalker& talker, u32 id, bool& room) const;
 
     // Finds the first id from `directory` on (hexadecimal digits, from 1000 to ffef) that no object
     // in the root has; `directory` becomes that id, in lower case. Makes and reserves nothing.

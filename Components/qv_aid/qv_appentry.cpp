@@ -110,6 +110,16 @@ u32 QVAppEntry::isAppEntryExist(ApduTalker& talker, u32 id, bool& exists) const 
     return log.serviceExit(rv);
 }
 
+u32 QVAppEntry::hasRoom(ApduTalker& talker, u32 id, bool& room) const {
+    std::vector<AppEntryRecord> records;
+    u32 rv = readAppEntryFile(talker, records);
+    if (rv == result::success || isFileAbsent(rv)) {
+        room = records.size() < mostRecords || findAppEntry(records, id) != records.end();
+        rv = result::success;
+    }
+    return rv;
+}
+
 u32 QVAppEntry::findNextDirectory(ApduTalker& talker, std::string& directory) const {
     const OperationLog log = logEntered("findNextDirectory");
     u16 start = 0;
