@@ -35,7 +35,7 @@ void need(bool holds, const char* what) {
 u32 readCounter(RMApduTalker& talker) {
     std::vector<u8> bytes;
     need(QVFileSystem().readFile(talker, counterPath, 0, 4, bytes) == 0, "a read failed");
-    return bytes[0] | bytes[1] << 8U | bytes[2] << 16U | static_cast<u32>(bytes[3]) << 24U;
+    return u32{bytes[0]} | u32{bytes[1]} << 8U | u32{bytes[2]} << 16U | u32{bytes[3]} << 24U;
 }
 
 void writeCounter(RMApduTalker& talker, u32 value) {

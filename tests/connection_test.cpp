@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cinttypes>
 #include <cstdio>
 #include <fstream>
 #include <functional>
@@ -190,7 +191,7 @@ std::vector<Region> writableMemory(token::PoweredState*& shared) {
         std::uintptr_t begin = 0;
         std::uintptr_t end = 0;
         char access[5] = {};
-        std::sscanf(line.c_str(), "%lx-%lx %4s", &begin, &end, access);
+        std::sscanf(line.c_str(), "%" SCNxPTR "-%" SCNxPTR " %4s", &begin, &end, access);
         if (line.find("/SYSV") != std::string::npos) {
             shared = reinterpret_cast<token::PoweredState*>(begin);
         } else if (std::string(access).starts_with("rw") && end - begin < (64U << 20)) {

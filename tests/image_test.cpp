@@ -272,7 +272,7 @@ TEST_F(FaultTest, DamageIsNeverTakenForPrivateContent) {
         put(path, damaged);
         TrialToken token(path);
         const auto seen = token.see();
-        for (const std::size_t at : {1, 2}) {
+        for (const std::size_t at : {1U, 2U}) {
             ASSERT_TRUE(!seen[at].ends_with("0090") || seen[at] == whole[at]) << i;
         }
         if (seen[1] == "8165" || seen[2] == "8165") {

@@ -201,7 +201,7 @@ TEST(Services, ListsUpTo1024Children) {
 }
 
 TEST(Services, NothingIsSelectedBelowLevel255) {
-    for (const std::size_t levels : {255, 256}) {
+    for (const std::size_t levels : {255U, 256U}) {
         TokenTalker token;
         for (std::string path = "3f00"; path.size() <= 4 * levels; path += "0001") {
             token.objects[path] = {2, 0, 0, std::vector<u16>(path.size() < 4 * levels, 1)};

@@ -33,7 +33,9 @@ ssize_t kernelGives = 10'000;  // bytes at once; -1: none, and fails
 ssize_t getrandom(void* buffer, size_t length, unsigned flags) {
     static const auto real = reinterpret_cast<decltype(&getrandom)>(dlsym(RTLD_NEXT, "getrandom"));
     errno = ENOSYS;
-    return kernelGives < 0 ? -1 : real(buffer, std::min<size_t>(length, kernelGives), flags);
+    return kernelGives < 0
+               ? -1
+               : real(buffer, std::min(length, static_cast<size_t>(kernelGives)), flags);
 }
 
 extern "C" int pthread_mutex_consistent(pthread_mutex_t* mutex) noexcept {
@@ -62,15 +64,19 @@ struct Machine : platform::CryptoProviders {
     u32 acquire(const char* name, u32 type, u32 flags, u64& context) override {
         calls += std::string(name) + "," + std::to_string(type) + "," + std::to_string(flags) + ";";
         context = ++asked;
-        return providers.at(asked - 1) == absent ? 1 : 0;
+        return providerOf(context) == absent ? 1 : 0;
     }
     u32 generate(u64 context, u8*, u32 length) override {
         calls += "draw " + std::to_string(length) + " of " + std::to_string(context) + ";";
-        return providers.at(context - 1) == failing ? 0x80091234 : 0;
+        return providerOf(context) == failing ? 0x80091234 : 0;
     }
     u32 release(u64 context) override {
         calls += "release " + std::to_string(context) + ";";
         return 0;
+    }
+
+    Provider providerOf(u64 context) const {
+        return providers.at(static_cast<std::size_t>(context) - 1);
     }
 
     std::vector<Provider> providers;

@@ -18,11 +18,11 @@ namespace {
 
 // A log may grow while somebody reads for long; but one that nobody has open is no longer than
 // this.
-constexpr std::uint64_t longestLog = 8 * longestImage;
+constexpr std::size_t longestLog = 8 * longestImage;
 
 // A file's bytes, none if there is no file. `isOwn` judges what was opened.
 template <typename Judge>
-Buffer contentOf(const std::string& path, std::uint64_t longest, const Judge& judge) {
+Buffer contentOf(const std::string& path, std::size_t longest, const Judge& judge) {
     File file;
     const int error = system().openToRead(path, file);
     if (error == ENOENT) {
@@ -35,7 +35,7 @@ Buffer contentOf(const std::string& path, std::uint64_t longest, const Judge& ju
     if (facts.size > longest) {
         throw Fault(path + " is longer than any of a token");
     }
-    Buffer content(facts.size);
+    Buffer content(static_cast<std::size_t>(facts.size));
     content.resize(system().readStart(file, std::as_writable_bytes(std::span(content))));
     return content;
 }

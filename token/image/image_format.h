@@ -11,7 +11,7 @@ constexpr std::int64_t imageVersion = 4;
 constexpr std::uint8_t writeAheadMode = 2;  // the database's number for an image's journal mode
 
 // In bytes. An image at all its limits is far shorter.
-constexpr std::uint64_t longestImage = std::uint64_t{8} << 20;
+constexpr std::size_t longestImage = std::size_t{8} << 20;
 
 constexpr std::size_t serialLength = 8;
 

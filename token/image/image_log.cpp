@@ -96,10 +96,11 @@ class Log {
     }
 
     void layFrame(Bytes frame, Buffer& image) const {
-        const std::size_t after = get32BigEndian(frame, 0) * pageSize_;
-        if (std::max(after, pages_ * pageSize_) > longestImage) {
+        const std::uint64_t pages = std::max(pages_, get32BigEndian(frame, 0));
+        if (pages * pageSize_ > longestImage) {
             throw Damage("its log makes it longer than any token image");
         }
+        const std::size_t after = get32BigEndian(frame, 0) * pageSize_;
         image.resize(std::max(image.size(), after));
         std::ranges::copy(frame.subspan(frameHeaderLength),
                           image.begin() + static_cast<std::ptrdiff_t>(after - pageSize_));
@@ -109,7 +110,7 @@ class Log {
     std::size_t pageSize_;
     Sum sum_;
     bool isKnown_ = false;
-    std::size_t pages_ = 0;
+    std::uint32_t pages_ = 0;
 };
 
 }  // namespace
