@@ -1,5 +1,6 @@
 #include "libksigil/handles.h"
 
+#include <bit>
 #include <cstdint>
 #include <map>
 #include <mutex>
@@ -23,7 +24,7 @@ Handles& handles() {
 }
 
 std::uintptr_t numberOf(ksigil_token* handle) {
-    return reinterpret_cast<std::uintptr_t>(handle);
+    return std::bit_cast<std::uintptr_t>(handle);
 }
 
 }  // namespace
@@ -33,7 +34,7 @@ ksigil_token* openHandle(std::shared_ptr<RMApduTalker> talker) {
     const std::lock_guard guard(all.mutex);
     const std::uintptr_t number = ++all.last;
     all.talkers.emplace(number, std::move(talker));
-    return reinterpret_cast<ksigil_token*>(number);
+    return std::bit_cast<ksigil_token*>(number);
 }
 
 std::shared_ptr<RMApduTalker> talkerOf(ksigil_token* handle) {
