@@ -78,6 +78,9 @@ TEST_F(ToolTest, LooksAfterATokenInUse) {
     });
     run("backup a && $T backup b && $T --image b check --login", 0, "Backed up.*is sound");
     writer = {};
+    sql(path, "CREATE TRIGGER late BEFORE UPDATE ON page BEGIN SELECT RAISE(ABORT, ''); END");
+    EXPECT_EQ(answer(*connection, frameOf("d0", "ff0302000102")), "0090");
+    sql(path, "DROP TRIGGER late");
     run("restore a", 2, "is powered");
     run("serve", 2, "is powered");
     sql(path, "UPDATE page SET bytes = zeroblob(1052) WHERE number = 65");
