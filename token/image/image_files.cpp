@@ -17,8 +17,10 @@
 namespace token {
 namespace {
 
+// By its name: the program around may have made another the usual one.
 sqlite3_vfs* below() {
-    return sqlite3_vfs_find(nullptr);
+    static sqlite3_vfs* const files = sqlite3_vfs_find("unix");
+    return files;
 }
 
 // The database gives each file the room for this, and behind it for the file below.
