@@ -1,6 +1,6 @@
-// The frames of the word r over a file of 60,000 bytes, through pcscd: sent by a bare loop, by the
-// services, and by scriptor. script/bench-reader starts it on a token of its own; nothing here
-// passes or fails.
+// The frames by which a file of 60,000 bytes is read and written, through pcscd: sent by a bare
+// loop, by the services, by the shared library and, for reading, by scriptor. script/bench-reader
+// starts it on a token of its own; nothing here passes or fails.
 
 #include <algorithm>
 #include <chrono>
@@ -14,6 +14,7 @@
 #include "Components/qv_aid/qv_filesystem.h"
 #include "apdulib/rm_apdutalker.h"
 #include "bench/bare_loop.h"
+#include "include/ksigil.h"
 
 namespace {
 
@@ -29,12 +30,29 @@ void need(bool holds) {
     }
 }
 
-std::vector<std::vector<u8>> framesOfRead() {
-    std::vector<std::vector<u8>> frames{{0, 0xA4, 0, 0, 0, 0, 6, 0, 2, 0, 0x3F, 1, 0}};
+using Frames = std::vector<std::vector<u8>>;
+
+Frames framesOfRead() {
+    Frames frames{{0, 0xA4, 0, 0, 0, 0, 6, 0, 2, 0, 0x3F, 1, 0}};
     for (u32 at = 0; at < fileBytes; at += frameBytes) {
         const u32 length = std::min(frameBytes, fileBytes - at);
         frames.push_back({0, 0xB0, 0, 0, 0, 0, 4, static_cast<u8>(at), static_cast<u8>(at >> 8),
                           static_cast<u8>(length), static_cast<u8>(length >> 8)});
+    }
+    return frames;
+}
+
+// The same ranges, with content behind them.
+Frames framesOfWrite() {
+    Frames frames = framesOfRead();
+    for (std::vector<u8>& frame : frames) {
+        if (frame[1] == 0xB0) {
+            const std::size_t field = 4UL + frame[9] + 256UL * frame[10];
+            frame[1] = 0xD0;
+            frame[5] = static_cast<u8>(field >> 8);
+            frame[6] = static_cast<u8>(field);
+            frame.resize(7 + field, 0x5A);
+        }
     }
     return frames;
 }
@@ -57,14 +75,26 @@ double show(const char* name, std::vector<double>& times, double perFrame) {
     return at(0.5);
 }
 
-void run(const std::string& folder) {
-    RMApduTalker talker(reader, 2);
-    QVFileSystem fs;
-    std::vector<u8> bytes(fileBytes, 0x5A);
-    need(talker.create() == 0 && fs.createFile(talker, filePath, fileBytes, false) == 0);
-    need(fs.writeFile(talker, filePath, 0, bytes) == 0);
-    const auto frames = framesOfRead();
-    const auto count = static_cast<double>(frames.size());
+// One of two ways to do the same.
+struct Way {
+    const char* name;
+    std::function<void()> work;
+    std::vector<double> times;
+};
+
+// Whoever comes second in a round must not profit from it.
+void compare(Way bare, Way ours, double frames) {
+    for (int round = 0; round < rounds; ++round) {
+        Way& first = round % 2 == 0 ? bare : ours;
+        Way& second = round % 2 == 0 ? ours : bare;
+        first.times.push_back(microseconds(first.work));
+        second.times.push_back(microseconds(second.work));
+    }
+    const double limit = show(bare.name, bare.times, frames);
+    std::printf("ratio to the bare loop: %.3f\n", show(ours.name, ours.times, frames) / limit);
+}
+
+void showScriptor(const Frames& frames, const std::string& folder) {
     std::ofstream script(folder + "/frames");
     for (const auto& frame : frames) {
         for (const u8 byte : frame) {
@@ -75,40 +105,44 @@ void run(const std::string& folder) {
         script << '\n';
     }
     script.close();
-
-    const BareLoop loop(reader);
-    std::vector<double> bare;
-    std::vector<double> ours;
-    std::vector<double> interpreted;
-    for (int round = 0; round < rounds; ++round) {
-        const auto timeBare = [&] {
-            bare.push_back(microseconds(
-                [&] { need(loop.send(frames) == fileBytes + 2 * frames.size() + 8); }));
-        };
-        const auto timeOurs = [&] {
-            ours.push_back(microseconds([&] {
-                need(talker.lock() == 0 && fs.readFile(talker, filePath, 0, fileBytes, bytes) == 0);
-                need(talker.unlock(0) == 0);
-            }));
-        };
-        // Whoever comes second must not profit from it.
-        if (round % 2 == 0) {
-            timeBare();
-            timeOurs();
-        } else {
-            timeOurs();
-            timeBare();
-        }
-    }
     const std::string command = std::string("scriptor -r '") + reader + "' <" + folder +
                                 "/frames >" + folder + "/replies 2>&1";
+    std::vector<double> times;
     for (int round = 0; round < 5; ++round) {
-        interpreted.push_back(microseconds([&] { need(std::system(command.c_str()) == 0); }));
+        times.push_back(microseconds([&] { need(std::system(command.c_str()) == 0); }));
     }
-    const double limit = show("bare loop on libpcsclite", bare, count);
-    std::printf("ratio to the bare loop: %.3f\n",
-                show("services through the talker", ours, count) / limit);
-    show("scriptor, its start included", interpreted, count);
+    show("scriptor, its start included", times, static_cast<double>(frames.size()));
+}
+
+void run(const std::string& folder) {
+    RMApduTalker talker(reader, 2);
+    QVFileSystem fs;
+    std::vector<u8> bytes(fileBytes, 0x5A);
+    ksigil_token* token = nullptr;
+    need(talker.create() == 0 && fs.createFile(talker, filePath, fileBytes, false) == 0);
+    need(fs.writeFile(talker, filePath, 0, bytes) == 0 && ksigil_open(reader, &token) == 0);
+    const Frames reading = framesOfRead();
+    const Frames writing = framesOfWrite();
+    const auto count = static_cast<double>(reading.size());
+    const BareLoop loop(reader);
+    const auto read = [&] { need(loop.send(reading) == fileBytes + 2 * reading.size() + 8); };
+    const auto write = [&] { need(loop.send(writing) == 2 * writing.size() + 8); };
+    const auto services = [&] {
+        need(talker.lock() == 0 && fs.readFile(talker, filePath, 0, fileBytes, bytes) == 0);
+        need(talker.unlock(0) == 0);
+    };
+    const auto libraryReads = [&] {
+        need(ksigil_read(token, filePath, 0, bytes.data(), fileBytes) == 0);
+    };
+    const auto libraryWrites = [&] {
+        need(ksigil_write(token, filePath, 0, bytes.data(), fileBytes) == 0);
+    };
+    compare({"reads of a bare loop on libpcsclite", read, {}},
+            {"services through the talker", services, {}}, count);
+    compare({"reads of a bare loop", read, {}}, {"ksigil_read", libraryReads, {}}, count);
+    compare({"writes of a bare loop", write, {}}, {"ksigil_write", libraryWrites, {}}, count);
+    showScriptor(reading, folder);
+    ksigil_close(token);
 }
 
 }  // namespace
