@@ -1,0 +1,78 @@
+#pragma once
+
+#include <span>
+#include <string>
+#include <utility>
+
+#include "tools/interrupt.h"
+#include "tools/text.h"
+
+namespace tools {
+
+// Owns a descriptor; a negative one is none.
+class Descriptor {
+  public:
+    explicit Descriptor(int descriptor = -1) : descriptor_(descriptor) {}
+    Descriptor(Descriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor();
+
+    int get() const { return descriptor_; }
+
+  private:
+    int descriptor_;
+};
+
+// A file to read from; "-" is standard input.
+class InputFile {
+  public:
+    explicit InputFile(const std::string& name);
+
+    int descriptor() const { return file_.get() < 0 ? 0 : file_.get(); }
+    const std::string& name() const { return name_; }
+
+  private:
+    std::string name_;
+    Descriptor file_;
+};
+
+// A file that gets its name whole or not at all, in place of what has it. What is no regular file,
+// a device or a pipe, is written as it is.
+class OutputFile {
+  public:
+    OutputFile(const std::string& name, bool isPrivate);
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+    ~OutputFile();
+
+    int descriptor() const { return file_.get(); }
+    void commit();
+
+  private:
+    std::string name_;
+    std::string beside_;  // empty: there is nothing to rename
+    Held held_;
+    Descriptor file_;
+};
+
+// All of these throw Failure, with `name` in it.
+
+// 0 at the end of the file.
+std::size_t readSome(int descriptor, std::span<std::uint8_t> room, const std::string& name);
+void writeAll(int descriptor, std::span<const std::uint8_t> bytes, const std::string& name);
+void writeAll(int descriptor, const std::string& text, const std::string& name);
+
+// All that comes from the descriptor, or from the file; more than `most` bytes are refused.
+Bytes readAll(int descriptor, std::size_t most, const std::string& name);
+Bytes readFile(const std::string& name, std::size_t most);
+
+// Text on standard output.
+void tell(const std::string& text);
+
+// Puts bytes into the file, "-" for standard output: as a dump if that is a terminal, with offsets
+// from `first` on.
+void putOut(const std::string& name, std::span<const std::uint8_t> bytes, bool isPrivate,
+            std::size_t first = 0);
+
+}  // namespace tools

@@ -1,0 +1,49 @@
+#include "tools/progress.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+
+namespace tools {
+namespace {
+
+constexpr std::chrono::milliseconds patience{500};
+constexpr std::chrono::milliseconds interval{100};
+constexpr std::uint64_t width = 40;
+
+// Nobody is told where it cannot be written.
+void draw(const std::string& text) {
+    [[maybe_unused]] const ssize_t drawn = write(STDERR_FILENO, text.data(), text.size());
+}
+
+std::string barOf(std::uint64_t done, std::uint64_t total) {
+    const std::uint64_t filled = width * done / total;
+    return "\r[" + std::string(filled, '#') + std::string(width - filled, ' ') + "] " +
+           std::to_string(100 * done / total) + " %";
+}
+
+}  // namespace
+
+Progress::Progress() : onTerminal_(isatty(STDERR_FILENO) == 1), next_(Clock::now() + patience) {}
+
+void Progress::show(std::uint64_t done, std::uint64_t total) {
+    if (!onTerminal_ || Clock::now() < next_) {
+        return;
+    }
+    next_ = Clock::now() + interval;
+    isShown_ = true;
+    if (total_ != 0) {
+        draw(barOf(std::min(before_ + (total == 0 ? 0 : done), total_), total_));
+    } else {
+        draw(total != 0 ? barOf(done, total) : "\r" + std::to_string(done));
+    }
+}
+
+void Progress::clear() {
+    if (isShown_) {
+        draw("\r" + std::string(width + 8, ' ') + "\r");
+        isShown_ = false;
+    }
+}
+
+}  // namespace tools

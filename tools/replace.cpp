@@ -1,0 +1,94 @@
+#include "tools/replace.h"
+
+#include <algorithm>
+
+#include "tools/failure.h"
+
+namespace tools {
+namespace {
+
+constexpr std::uint16_t lastId = 0xFFFE;
+constexpr std::uint16_t tokensOwn[] = {0x3F00, 0x3FFF};  // ids that no object below the root has
+
+bool isTokensOwn(std::uint16_t id) {
+    return std::find(std::begin(tokensOwn), std::end(tokensOwn), id) != std::end(tokensOwn);
+}
+
+// From the end: ids are given from the start, as a rule.
+std::string freePathBeside(Session& session, const std::string& path) {
+    const std::string directory = directoryOf(path);
+    const std::vector<ksigil_object> siblings = session.children(directory);
+    const auto isTaken = [&](std::uint16_t id) {
+        return isTokensOwn(id) || std::any_of(siblings.begin(), siblings.end(),
+                                              [=](const auto& one) { return one.id == id; });
+    };
+    std::uint16_t id = lastId;
+    while (isTaken(id)) {  // a directory has far fewer children than there are ids
+        --id;
+    }
+    return directory + idText(id);
+}
+
+// Nothing is lost yet, and nothing of the copy is to stay. Where the removal was not refused, it
+// may have been carried out: then the copy is all there is.
+void removeOld(Session& session, const std::string& path, const std::string& copy) {
+    try {
+        session.remove(path);
+    } catch (const Failure& failure) {
+        session.stand(session.removeAgain(copy, failure)
+                          ? "nothing was changed"
+                          : "the new content stands whole in " + copy + ", and the old one in " +
+                                path + " if that is there");
+        throw;
+    }
+}
+
+}  // namespace
+
+std::string directoryOf(const std::string& path) {
+    return path.substr(0, path.size() - 4);
+}
+
+std::uint64_t roomToReplace(std::uint64_t old, std::uint64_t size) {
+    return std::max(size, 2 * size - std::min(old, 2 * size));
+}
+
+std::uint64_t roomInPlace(std::uint64_t old, std::uint64_t size) {
+    return size - std::min(old, size);
+}
+
+void makeFile(Session& session, const std::string& path, const Bytes& content, bool isPrivate) {
+    session.makeFile(path, content.size(), isPrivate);
+    try {
+        session.write(path, 0, content);
+    } catch (const Failure& failure) {
+        session.stand(session.removeAgain(path, failure) ? "nothing was changed"
+                                                         : "an incomplete " + path + " is left");
+        throw;
+    }
+}
+
+void replaceFile(Session& session, const std::string& path, const Bytes& content, bool isPrivate) {
+    const std::string copy = freePathBeside(session, path);
+    tellAside("until " + path + " is replaced, its new content stands in " + copy);
+    makeFile(session, copy, content, isPrivate);
+    removeOld(session, path, copy);
+    session.stand("the new content stands whole in " + copy + ": put it to " + path +
+                  " with --force, and remove it");
+    session.makeFile(path, content.size(), isPrivate);
+    session.write(path, 0, content);
+    session.stand(path + " has its new content; remove " + copy);
+    session.remove(copy);
+}
+
+void replaceInPlace(Session& session, const std::string& path, const ksigil_object& old,
+                    const Bytes& content, bool isPrivate) {
+    session.stand("the content of " + path + " is lost");
+    if (old.size != content.size()) {
+        session.remove(path);
+        session.makeFile(path, content.size(), isPrivate);
+    }
+    session.write(path, 0, content);
+}
+
+}  // namespace tools
