@@ -11,7 +11,8 @@
  *   KSIGIL_INVALID_HANDLE     the token handle is null, was closed, or was opened by the process
  *                             that forked this one
  *   KSIGIL_INVALID_ARGUMENT   a null pointer, a length beyond the stated range, a path that is
- * none; nothing is sent KSIGIL_NO_HOST_MEMORY     the host's memory does not suffice
+ *                             none; nothing is sent
+ *   KSIGIL_NO_HOST_MEMORY     the host's memory does not suffice
  *   KSIGIL_CANCELLED          the progress callback ended the operation between two frames
  *   KSIGIL_TOO_MANY_THREADS   64 threads have connections to the reader already
  *   KSIGIL_NO_LOGIN           the token wants the password first
@@ -38,9 +39,9 @@
  * The thread's next operation connects anew. Whether the frame that was lost took effect is not
  * known.
  *
- * The library writes nothing to standard output or error, throws nothing, and changes no signal's
- * disposition and no limit of its process. The environment variable KSIGIL_PCSC names the resource
- * manager, once a process.
+ * The host. The library writes nothing to standard output or error, throws nothing, and changes no
+ * signal's disposition and no limit of its process. The environment variable KSIGIL_PCSC names the
+ * resource manager, once a process.
  */
 
 #include <stddef.h>
