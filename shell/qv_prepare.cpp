@@ -70,11 +70,24 @@ std::string lineOf(const std::function<std::string()>& work) {
     return line;
 }
 
+// Empty unless the table of application entries can't take one more: to try would lose them all.
+std::string fullTable(ApduTalker& talker, const QVProtector& protector) {
+    bool room = true;
+    std::string failure = failureLine(protector.hasRoom(talker, room));
+    if (failure.empty() && !room) {
+        failure = "Failed: The table of application entries is full. Remove one first.";
+    }
+    return failure;
+}
+
 // Makes the missing parts, and tells also after a failure those that it knows of.
 std::string prepare(ApduTalker& talker, QVProtector& protector) {
     Parts before;
     Parts after;
     std::string failure = failureLine(protector.look(talker, before));
+    if (failure.empty()) {
+        failure = fullTable(talker, protector);
+    }
     if (failure.empty()) {
         failure = lineOf([&] { return failureLine(protector.create(talker)); });
         const u32 rv = protector.look(talker, after);

@@ -13,6 +13,7 @@
 namespace {
 
 using testing::EndsWith;
+using testing::HasSubstr;
 using testing::MatchesRegex;
 
 struct Shell : Programs {
@@ -70,6 +71,9 @@ TEST_F(Shell, FindsTheTokenPrepared) {
     }
     run("rm 3f00a1a1 login 1234 mf 3f00a1a1 9 PRV logout");
     EXPECT_EQ(run("", QVPREPARE " any"), "Failed: " DENIED "/1");
+    run("login 1234 rm 3f00a1a1 mf 3f00a1a1 65532 PUB logout");
+    EXPECT_THAT(run("", QVPREPARE " any"), MatchesRegex("Application entry: missing/Failed: .*/1"));
+    EXPECT_THAT(run("i 3f00a1a1"), HasSubstr("65532"));
     EXPECT_THAT(run("", QVPREPARE " --help"), MatchesRegex("Usage QVPrepare <.*--version.*/0"));
     EXPECT_THAT(run("", QVPREPARE " --version"), MatchesRegex("QVPrepare [0-9.]+/0"));
     for (const std::string arguments : {"", " two words", " -h", " --helf", " --help me"}) {
