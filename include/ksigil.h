@@ -17,7 +17,7 @@
  *   KSIGIL_TOO_MANY_THREADS   64 threads have connections to the reader already
  *   KSIGIL_NO_LOGIN           the token wants the password first
  *   KSIGIL_NOT_FOUND          there is nothing at the path
- *   the numbers of a lost connection, see below, and those of a reader that cannot be reached
+ * and the numbers of a lost connection, see below, and those of a reader that cannot be reached.
  * An operation stops at its first failure. Unless it says otherwise, its output arguments are then
  * as they were, and nothing on the token has changed.
  *
@@ -176,6 +176,7 @@ typedef struct ksigil_token_info {
     uint8_t colour;       /* of its case: `ksigil_colour_name` */
 } ksigil_token_info;
 
+/* Tells about the token. */
 uint32_t ksigil_get_token_info(ksigil_token* token, ksigil_token_info* info);
 
 /* Names; "Undefined" for a number without one. Static, never null. */
