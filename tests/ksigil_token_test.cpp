@@ -154,6 +154,8 @@ TEST_F(ToolTest, TrustsNothingBesideAnImage) {
     shell("rm -rf *");
     putFreshImage(path);
     putFreshImage(folder.file("other.db"));
+    shell("ln other.db second");
+    EXPECT_THROW(token::Database(folder.file("other.db"), SQLITE_OPEN_READWRITE), token::Fault);
     EXPECT_THAT(shell("cp other.db kept; " TOOL
                       " backup 'file:other.db?x='; cmp other.db kept; ls -1 file*"),
                 testing::ContainsRegex("Backed.*file:other.db[?]x=/0$"));
@@ -162,6 +164,14 @@ TEST_F(ToolTest, TrustsNothingBesideAnImage) {
     // As a disk leaves it that lost its end: it can be read, so that this is damage that is found.
     shell("truncate -s 20000 t.db");
     EXPECT_THAT(shell(TOOL " check"), testing::EndsWith("/1"));
+    // No rollback journal is ever made, and no image beside another one's log.
+    putFreshImage(path);
+    EXPECT_THROW(token::Database(path, SQLITE_OPEN_READWRITE)
+                     .execute("PRAGMA journal_mode = DELETE; DROP TABLE page"),
+                 token::Fault);
+    EXPECT_FALSE(std::filesystem::exists(path + "-journal"));
+    EXPECT_THAT(shell("mv t.db t.db-wal; " TOOL " create; echo logout | " QVSH " any"),
+                testing::ContainsRegex("but its .*-wal: put.*but its .*-wal: put"));
 }
 
 // The test's own process is the neighbour, which does nothing while it has the lock.
@@ -199,7 +209,8 @@ TEST_F(ToolTest, IsHeldUpByNoStoppedNeighbour) {
     }
 }
 
-// Memory of another user that a lock file names, whoever wrote that, is neither read nor written.
+// Memory that another user has made, or may have written to, is neither read nor written, whoever
+// wrote its number into the lock file.
 TEST_F(ToolTest, UsesNoOtherUsersMemory) {
     if (geteuid() != 0) {
         GTEST_SKIP() << "only the superuser can act as another user";
@@ -209,25 +220,26 @@ TEST_F(ToolTest, UsesNoOtherUsersMemory) {
               "1/0");
     const token::LockFile file(path);
     token::LockFile::Memory forged{-1, 7, token::system().memorySpace(), 0};
-    int ready[2];
-    ASSERT_EQ(pipe(ready), 0);
-    if (fork() == 0) {
-        std::ignore = setuid(1);
-        const int made = shmget(IPC_PRIVATE, sizeof(token::PoweredState), 0666);
-        auto* const state = static_cast<token::PoweredState*>(shmat(made, nullptr, 0));
-        state->formed = token::PoweredState::layout;
-        state->stamp = 7;
-        _exit(write(ready[1], &made, sizeof made) == sizeof made ? 0 : 1);
-    }
-    ASSERT_EQ(read(ready[0], &forged.id, sizeof forged.id), static_cast<ssize_t>(sizeof forged.id));
-    file.setMemory(forged);
     file.lockUser(1);
-    EXPECT_THAT(shell("echo logout | " QVSH " any; " TOOL " reset"),
-                testing::ContainsRegex("cannot be reached: another.*cannot be reached.*/2$"));
-    shmid_ds about;
-    EXPECT_EQ(shmctl(forged.id, IPC_STAT, &about), 0);
-    EXPECT_EQ(about.shm_lpid, about.shm_cpid);
-    shmctl(forged.id, IPC_RMID, nullptr);
+    for (const auto& [user, mode] : {std::pair{2U, 0600}, {1U, 0666}}) {
+        if (fork() == 0) {
+            std::ignore = setuid(user);
+            forged.id = shmget(getppid(), sizeof(token::PoweredState), IPC_CREAT | mode);
+            auto* const state = static_cast<token::PoweredState*>(shmat(forged.id, nullptr, 0));
+            state->formed = token::PoweredState::layout;
+            state->stamp = 7;
+            _exit(0);
+        }
+        const pid_t maker = wait(nullptr);
+        forged.id = shmget(getpid(), 0, 0);
+        file.setMemory(forged);
+        EXPECT_THAT(shell("echo logout | " QVSH " any; " TOOL " reset"),
+                    testing::ContainsRegex("cannot be reached: another.*cannot be reached.*/2$"));
+        shmid_ds about;
+        EXPECT_EQ(shmctl(forged.id, IPC_STAT, &about), 0);
+        EXPECT_EQ(about.shm_lpid, maker);
+        shmctl(forged.id, IPC_RMID, nullptr);
+    }
 }
 
 // In the folder of a user's image, in whose log, after a crash of the superuser's shell, stands
