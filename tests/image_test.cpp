@@ -36,15 +36,14 @@ struct FailingDisk {
         return now || (writes && isFull && hasFailed);
     }
 
-    // For all databases that are opened from now on.
-    static void install() {
+    // In the place of the one that the image's databases look for by its name.
+    static int install() {
         static sqlite3_vfs disk = *real;
-        disk.zName = "failing";
         disk.xOpen = open;
         disk.xDelete = [](sqlite3_vfs* self, const char* name, int syncs) {
             return fails(false) ? SQLITE_IOERR_DELETE : real->xDelete(self, name, syncs);
         };
-        sqlite3_vfs_register(&disk, 1);
+        return sqlite3_vfs_register(&disk, 1);
     }
 
     // Files differ in their locking alone, so that the other methods of one do for all.
@@ -80,6 +79,8 @@ struct FailingDisk {
         return rv;
     }
 };
+
+const int installed = FailingDisk::install();
 
 struct FaultTest : testing::Test {
     // Whether any file of the token holds the bytes.
@@ -177,7 +178,6 @@ const struct {
     {putTrialImage, firstLogin + "a4 0002003f0200", "e2 01", oldPage}};
 
 TEST_F(FaultTest, AFailingDiskLeavesAChangeWholeOrUndone) {
-    FailingDisk::install();
     for (const auto& [putImage, before, change, old] : changes) {
         for (const bool full : {false, true}) {
             std::set<std::array<std::string, 5>> seen;
