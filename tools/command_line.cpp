@@ -149,31 +149,45 @@ void takeRemove(CLI::App& sub, Options& options) {
     sub.add_flag("--force", options.isForced, "Also all of 3f00");
 }
 
-// With --protector all arguments move up by one, so what each means is known at the end.
+// Which argument is which depends on --protector, and so is known at the end only.
+void placeWords(Options& options) {
+    auto& [path, input, output] = options.words;
+    if (options.withProtector) {
+        if (!output.empty()) {
+            throw CLI::ExtrasError({output});
+        }
+        output = input;
+        input = path;
+    } else if (const std::string problem = pathProblem(path); problem.empty()) {
+        options.path = lowered(path);
+    } else {
+        throw CLI::ValidationError("PATH", problem);
+    }
+    options.input = input.empty() ? "-" : input;
+    options.output = output.empty() ? "-" : output;
+}
+
 void takeCipher(CLI::App& sub, Options& options) {
-    options.input = "-";
-    CLI::Option* const protector =
-        sub.add_flag("--protector", options.withProtector, "The protector's key, in place of PATH");
-    const auto take = [&options, protector](const std::vector<std::string>& words) {
-        const std::size_t files = protector->count() == 0 ? 1 : 0;
-        if (words.size() > files + 2) {
-            throw CLI::ExtrasError({words.back()});
-        }
-        if (files == 1) {
-            const std::string problem = pathProblem(words.front());
-            if (!problem.empty()) {
-                throw CLI::ValidationError("PATH", problem);
-            }
-            options.path = lowered(words.front());
-        }
-        options.input = words.size() > files ? words[files] : "-";
-        options.output = words.size() > files + 1 ? words[files + 1] : "-";
-    };
-    sub.add_option_function<std::vector<std::string>>(
-           "PATH", take,
-           "The key on the token; then the files IN and OUT, each - where it is left out")
-        ->expected(0, 3)
-        ->type_name("[IN [OUT]]");
+    auto& [path, input, output] = options.words;
+    takeFile(sub, "PATH", path, "The key on the token");
+    takeFile(sub, "IN", input, "What goes through it, else standard input");
+    takeFile(sub, "OUT", output, "Where that goes, else standard output");
+    sub.add_flag("--protector", options.withProtector, "The protector's key, without PATH");
+    sub.callback([&] { placeWords(options); });
+}
+
+void takeExport(CLI::App& sub, Options& options) {
+    takeFile(sub, "DEST", options.output,
+             "A new folder, or a tar file if it ends in .tar, or - for one to standard output");
+    sub.get_option("DEST")->required();
+    takePath(sub, options, false, "The directory, 3f00 where it is left out");
+}
+
+void takeImport(CLI::App& sub, Options& options) {
+    takeFile(sub, "SOURCE", options.input, "A folder or a tar file, - for one from standard input");
+    sub.get_option("SOURCE")->required();
+    takePath(sub, options, false, "The directory, 3f00 where it is left out");
+    sub.add_flag("--force", options.isForced, "Merge with what is there");
 }
 
 struct Word {
@@ -224,6 +238,8 @@ constexpr Word words[] = {
     {"prepare", prepare, takeNothing, "Make what is missing of the protector"},
     {"encrypt", encrypt, takeCipher, "Encrypt under a key"},
     {"decrypt", decrypt, takeCipher, "Decrypt under a key"},
+    {"export", exportTree, takeExport, "Take a tree to a folder or a tar file"},
+    {"import", importTree, takeImport, "Bring a tree back, on this token or another"},
 };
 
 void addOptions(CLI::App& app, Options& options) {

@@ -3,8 +3,8 @@
 #include "tools/commands.h"
 #include "tools/failure.h"
 #include "tools/files.h"
-#include "tools/names.h"
 #include "tools/replace.h"
+#include "tools/room.h"
 #include "tools/session.h"
 #include "tools/walk.h"
 
@@ -22,14 +22,6 @@ ksigil_object file(Session& session, const std::string& path) {
         throw Failure(path + " is a key: its value is never read back");
     }
     return object;
-}
-
-void requireRoom(Session& session, std::uint64_t needed, const std::string& remedy) {
-    const std::uint64_t free = session.freeBytes();
-    if (free < needed) {
-        throw Failure("the token has " + std::to_string(free) + " bytes free, and " +
-                      std::to_string(needed) + " are needed: remove something" + remedy);
-    }
 }
 
 void putRange(Session& session, const Options& options, const Bytes& content) {
@@ -55,12 +47,14 @@ void putOver(Session& session, const Options& options, const ksigil_object& old,
     if (options.isPrivate && !isPrivate) {
         throw Failure(path + " is public, and would stay so: remove it first");
     }
+    Room room;
     if (options.isInPlace) {
-        requireRoom(session, roomInPlace(old.size, content.size()), "");
+        room.replaceInPlace(old.size, std::ssize(content));
+        room.require(session);
         replaceInPlace(session, path, old, content, isPrivate);
     } else {
-        requireRoom(session, roomToReplace(old.size, content.size()),
-                    ", or take the risk of --in-place");
+        room.replace(old.size, std::ssize(content));
+        room.require(session, ", or take the risk of --in-place");
         replaceFile(session, path, content, isPrivate);
     }
 }
@@ -71,7 +65,9 @@ const char* putWhole(Session& session, const Options& options, const Bytes& cont
         putOver(session, options, file(session, path), content);
         return "replaced";
     }
-    requireRoom(session, content.size(), "");
+    Room room;
+    room.make(std::ssize(content));
+    room.require(session);
     makeFile(session, path, content, options.isPrivate);
     return "made";
 }

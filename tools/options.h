@@ -14,8 +14,9 @@ struct Options {
     std::string newPasswordFile;        // the same
     bool json = false;
 
-    std::optional<std::string> path;  // lower case
-    std::string input;                // empty: the command reads none
+    std::optional<std::string> path;   // lower case
+    std::array<std::string, 3> words;  // of encrypt and decrypt, before they are placed
+    std::string input;                 // empty: the command reads none
     std::string output = "-";
     std::optional<std::uint32_t> offset;
     std::optional<std::uint32_t> length;

@@ -10,6 +10,10 @@ namespace {
 constexpr std::uint16_t lastId = 0xFFFE;
 constexpr std::uint16_t tokensOwn[] = {0x3F00, 0x3FFF};  // ids that no object below the root has
 
+std::string directoryOf(const std::string& path) {
+    return path.substr(0, path.size() - 4);
+}
+
 bool isTokensOwn(std::uint16_t id) {
     return std::find(std::begin(tokensOwn), std::end(tokensOwn), id) != std::end(tokensOwn);
 }
@@ -35,35 +39,24 @@ void removeOld(Session& session, const std::string& path, const std::string& cop
     try {
         session.remove(path);
     } catch (const Failure& failure) {
-        session.stand(session.removeAgain(copy, failure)
-                          ? "nothing was changed"
-                          : "the new content stands whole in " + copy + ", and the old one in " +
-                                path + " if that is there");
+        if (!session.removeAgain(copy, failure)) {
+            session.stand("the new content stands whole in " + copy + ", and the old one in " +
+                          path + " if that is there");
+        }
         throw;
     }
 }
 
 }  // namespace
 
-std::string directoryOf(const std::string& path) {
-    return path.substr(0, path.size() - 4);
-}
-
-std::uint64_t roomToReplace(std::uint64_t old, std::uint64_t size) {
-    return std::max(size, 2 * size - std::min(old, 2 * size));
-}
-
-std::uint64_t roomInPlace(std::uint64_t old, std::uint64_t size) {
-    return size - std::min(old, size);
-}
-
 void makeFile(Session& session, const std::string& path, const Bytes& content, bool isPrivate) {
     session.makeFile(path, content.size(), isPrivate);
     try {
         session.write(path, 0, content);
     } catch (const Failure& failure) {
-        session.stand(session.removeAgain(path, failure) ? "nothing was changed"
-                                                         : "an incomplete " + path + " is left");
+        if (!session.removeAgain(path, failure)) {
+            session.stand("an incomplete " + path + " is left");
+        }
         throw;
     }
 }

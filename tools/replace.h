@@ -8,7 +8,7 @@
 namespace tools {
 
 // Makes a file that does not exist, and writes it. What a failure left of it is removed again,
-// where the token still answers.
+// where the token still answers; else `stand` tells it.
 void makeFile(Session& session, const std::string& path, const Bytes& content, bool isPrivate);
 
 // Makes the file that is at `path` anew, with another content, on a token that knows no renaming.
@@ -21,11 +21,5 @@ void replaceFile(Session& session, const std::string& path, const Bytes& content
 // The same without the copy: a failure can lose both contents.
 void replaceInPlace(Session& session, const std::string& path, const ksigil_object& old,
                     const Bytes& content, bool isPrivate);
-
-// The bytes that have to be free for each of them; `old` is the size of the file that goes.
-std::uint64_t roomToReplace(std::uint64_t old, std::uint64_t size);
-std::uint64_t roomInPlace(std::uint64_t old, std::uint64_t size);
-
-std::string directoryOf(const std::string& path);
 
 }  // namespace tools

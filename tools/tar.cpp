@@ -1,0 +1,214 @@
+#include "tools/tar.h"
+
+#include <archive.h>
+#include <archive_entry.h>
+#include <dlfcn.h>
+
+#include <memory>
+
+#include "include/ksigil.h"
+#include "tools/failure.h"
+#include "tools/manifest.h"
+
+namespace tools {
+namespace {
+
+// libarchive, loaded when a tar file is first met: the other commands are not to wait for it.
+class Library {
+  public:
+    static const Library& get() {
+        static const Library library;
+        return library;
+    }
+
+  private:
+    template <typename Function>
+    Function find(const char* name) const {
+        void* const found = handle_ == nullptr ? nullptr : dlsym(handle_, name);
+        if (found == nullptr) {
+            throw Failure("tar files need the library libarchive: install it (libarchive13)");
+        }
+        return reinterpret_cast<Function>(found);
+    }
+
+    void* handle_ = dlopen("libarchive.so.13", RTLD_NOW | RTLD_LOCAL);
+
+  public:
+#define FUNCTION(name) decltype(&::name) name = find<decltype(&::name)>(#name)
+    FUNCTION(archive_error_string);
+    FUNCTION(archive_read_new);
+    FUNCTION(archive_read_free);
+    FUNCTION(archive_read_support_format_tar);
+    FUNCTION(archive_read_open_fd);
+    FUNCTION(archive_read_next_header);
+    FUNCTION(archive_read_data);
+    FUNCTION(archive_write_new);
+    FUNCTION(archive_write_free);
+    FUNCTION(archive_write_set_format_pax_restricted);
+    FUNCTION(archive_write_set_bytes_in_last_block);
+    FUNCTION(archive_write_open_fd);
+    FUNCTION(archive_write_header);
+    FUNCTION(archive_write_data);
+    FUNCTION(archive_write_close);
+    FUNCTION(archive_entry_new);
+    FUNCTION(archive_entry_free);
+    FUNCTION(archive_entry_filetype);
+    FUNCTION(archive_entry_hardlink);
+    FUNCTION(archive_entry_pathname);
+    FUNCTION(archive_entry_set_filetype);
+    FUNCTION(archive_entry_set_mtime);
+    FUNCTION(archive_entry_set_pathname);
+    FUNCTION(archive_entry_set_perm);
+    FUNCTION(archive_entry_set_size);
+#undef FUNCTION
+};
+
+constexpr std::size_t blockSize = 10240;
+
+using Archive = std::unique_ptr<archive, int (*)(archive*)>;
+
+class Writer {
+  public:
+    Writer(int descriptor, const std::string& name)
+        : name_(name), archive_(library_.archive_write_new(), library_.archive_write_free) {
+        check(library_.archive_write_set_format_pax_restricted(archive_.get()));
+        // As short into a pipe as into a file.
+        check(library_.archive_write_set_bytes_in_last_block(archive_.get(), 1));
+        check(library_.archive_write_open_fd(archive_.get(), descriptor));
+    }
+
+    void addFolder(const std::string& name) const { addHeader(name, AE_IFDIR, 0700, 0); }
+
+    void addFile(const std::string& name, std::span<const std::uint8_t> content) const {
+        addHeader(name, AE_IFREG, 0600, content.size());
+        if (!content.empty()) {
+            const auto written =
+                library_.archive_write_data(archive_.get(), content.data(), content.size());
+            check(written < 0 ? ARCHIVE_FATAL : ARCHIVE_OK);
+        }
+    }
+
+    void close() const { check(library_.archive_write_close(archive_.get())); }
+
+  private:
+    void addHeader(const std::string& name, unsigned int type, mode_t mode,
+                   std::size_t size) const {
+        const std::unique_ptr<archive_entry, void (*)(archive_entry*)> entry(
+            library_.archive_entry_new(), library_.archive_entry_free);
+        library_.archive_entry_set_pathname(entry.get(), name.c_str());
+        library_.archive_entry_set_filetype(entry.get(), type);
+        library_.archive_entry_set_perm(entry.get(), mode);
+        library_.archive_entry_set_size(entry.get(), static_cast<la_int64_t>(size));
+        library_.archive_entry_set_mtime(entry.get(), 0, 0);
+        check(library_.archive_write_header(archive_.get(), entry.get()));
+    }
+
+    void check(int result) const {
+        if (result != ARCHIVE_OK) {
+            throw Failure("cannot write " + name_ + ": " +
+                          library_.archive_error_string(archive_.get()));
+        }
+    }
+
+    const Library& library_ = Library::get();
+    std::string name_;
+    Archive archive_;
+};
+
+class Reader {
+  public:
+    Reader(int descriptor, const std::string& name)
+        : name_(name), archive_(library_.archive_read_new(), library_.archive_read_free) {
+        check(library_.archive_read_support_format_tar(archive_.get()));
+        check(library_.archive_read_open_fd(archive_.get(), descriptor, blockSize));
+    }
+
+    // False at the end.
+    bool next() {
+        const int result = library_.archive_read_next_header(archive_.get(), &entry_);
+        if (result != ARCHIVE_EOF) {
+            check(result);
+        }
+        return result != ARCHIVE_EOF;
+    }
+
+    // Without the "./" that other programs put before it, and the '/' behind a folder.
+    std::string name() const {
+        const char* const found = library_.archive_entry_pathname(entry_);
+        std::string name = found == nullptr ? "" : found;
+        if (isFolder() && name.ends_with('/')) {
+            name.pop_back();
+        }
+        return name.starts_with("./") ? name.substr(2) : name;
+    }
+
+    bool isFolder() const { return library_.archive_entry_filetype(entry_) == AE_IFDIR; }
+
+    bool isFile() const {
+        return library_.archive_entry_filetype(entry_) == AE_IFREG &&
+               library_.archive_entry_hardlink(entry_) == nullptr;
+    }
+
+    Bytes content(std::size_t most) const {
+        Bytes bytes;
+        std::size_t length = 0;
+        la_ssize_t count = 0;
+        do {
+            bytes.resize(length + blockSize);
+            count = library_.archive_read_data(archive_.get(), bytes.data() + length, blockSize);
+            check(count < 0 ? ARCHIVE_FATAL : ARCHIVE_OK);
+            length += static_cast<std::size_t>(count);
+            if (length > most) {
+                throw Failure(name() + " has more than " + std::to_string(most) +
+                              " bytes, which is the most");
+            }
+        } while (count != 0);
+        bytes.resize(length);
+        return bytes;
+    }
+
+  private:
+    void check(int result) const {
+        if (result != ARCHIVE_OK) {
+            const char* const why = library_.archive_error_string(archive_.get());
+            throw Failure("cannot read " + name_ + ": " + (why == nullptr ? "it is no tar" : why));
+        }
+    }
+
+    const Library& library_ = Library::get();
+    std::string name_;
+    Archive archive_;
+    archive_entry* entry_ = nullptr;
+};
+
+}  // namespace
+
+void writeTar(int descriptor, const std::string& name, const Tree& tree) {
+    const Writer writer(descriptor, name);
+    const std::string manifest = manifestOf(tree);
+    writer.addFile(manifestName,
+                   {reinterpret_cast<const std::uint8_t*>(manifest.data()), manifest.size()});
+    for (const Item& item : tree) {
+        if (item.type == KSIGIL_DIRECTORY) {
+            writer.addFolder(nameOf(item));
+        } else {
+            writer.addFile(nameOf(item), item.content);
+        }
+    }
+    writer.close();
+}
+
+void readTar(int descriptor, const std::string& name, Intake& intake) {
+    Reader reader(descriptor, name);
+    while (reader.next()) {
+        if (reader.isFile()) {
+            intake.addFile(reader.name(), reader.content(Intake::longest(reader.name())));
+        } else if (!reader.isFolder()) {
+            throw Failure(reader.name() + " is a link or a device");
+        } else if (reader.name() != ".") {
+            intake.addDirectory(reader.name());
+        }
+    }
+}
+
+}  // namespace tools

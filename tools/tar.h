@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+
+#include "tools/intake.h"
+#include "tools/tree.h"
+
+namespace tools {
+
+// A tree as a tar file; the same tree gives the same bytes. `name` is for failures.
+void writeTar(int descriptor, const std::string& name, const Tree& tree);
+
+// Takes nothing in that is no folder or file.
+void readTar(int descriptor, const std::string& name, Intake& intake);
+
+}  // namespace tools
