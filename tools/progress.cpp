@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::chrono::milliseconds patience{500};
 constexpr std::chrono::milliseconds interval{100};
-constexpr std::uint64_t width = 40;
+constexpr std::size_t width = 40;
 
 // Nobody is told where it cannot be written.
 void draw(const std::string& text) {
@@ -17,7 +17,7 @@ void draw(const std::string& text) {
 }
 
 std::string barOf(std::uint64_t done, std::uint64_t total) {
-    const std::uint64_t filled = width * done / total;
+    const auto filled = static_cast<std::size_t>(width * done / total);
     return "\r[" + std::string(filled, '#') + std::string(width - filled, ' ') + "] " +
            std::to_string(100 * done / total) + " %";
 }
