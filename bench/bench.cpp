@@ -17,7 +17,7 @@
 #include "apdulib/rm_apdutalker.h"
 #include "bench/instant_resource_manager.h"
 #include "include/log_gate.h"
-#include "platform/embedded_resource_manager.h"
+#include "platform/posix/embedded_resource_manager.h"
 #include "shell/hex_byte_writer.h"
 #include "token/base/file.h"
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+
 #include "platform/resource_manager.h"
 
 namespace platform {
@@ -42,5 +44,10 @@ class AbsentResourceManager : public ResourceManager {
     std::uint32_t result_;
     std::string why_;
 };
+
+inline std::unique_ptr<ResourceManager> absentResourceManager(std::int32_t result,
+                                                              const std::string& why) {
+    return std::make_unique<AbsentResourceManager>(static_cast<std::uint32_t>(result), why);
+}
 
 }  // namespace platform

@@ -17,10 +17,13 @@ class CryptoProviders {
     virtual std::uint32_t release(std::uint64_t context) = 0;
 };
 
-// Those in use: the kernel's one, until others are put in its place.
+// The system's own.
+CryptoProviders& systemCryptoProviders();
+
+// Those in use: the system's, until others are put in their place.
 CryptoProviders& cryptoProviders();
 
-// Puts others in their place, null for the kernel's one. For programs that drive the random source
+// Puts others in their place, null for the system's. For programs that drive the random source
 // on providers of their own; no call may be in flight, no context of the others open.
 void useCryptoProviders(CryptoProviders* providers);
 

@@ -4,39 +4,27 @@
 #include <memory>
 
 #include "platform/absent_resource_manager.h"
-#include "platform/embedded_resource_manager.h"
+#include "platform/known_resource_managers.h"
 #include "platform/process.h"
 #include "platform/reader_target.h"
 #include "platform/win32.h"
 #include "token/base/printable.h"
-#include "token/image/image_place.h"
-#ifdef KSIGIL_SYSTEM_PCSC
-#include "platform/system_resource_manager.h"
-#endif
 
 namespace platform {
 namespace {
-
-std::unique_ptr<ResourceManager> absent(LONG result, const std::string& why) {
-    return std::make_unique<AbsentResourceManager>(static_cast<std::uint32_t>(result), why);
-}
 
 std::unique_ptr<ResourceManager> configured() {
     const char* variable = std::getenv("KSIGIL_PCSC");
     const bool set = variable != nullptr && *variable != '\0';
     const std::string name = set ? variable : KSIGIL_PCSC_DEFAULT;
     if (name == "embedded") {
-        return std::make_unique<EmbeddedResourceManager>(token::imagePlace());
+        return embeddedResourceManager();
     }
     if (name == "system") {
-#ifdef KSIGIL_SYSTEM_PCSC
-        return std::make_unique<SystemResourceManager>();
-#else
-        return absent(SCARD_E_NO_SERVICE, "this build has no resource manager \"system\"");
-#endif
+        return systemResourceManager();
     }
-    return absent(SCARD_E_NO_SERVICE,
-                  "KSIGIL_PCSC names \"" + name + "\", not \"embedded\" or \"system\"");
+    return absentResourceManager(
+        SCARD_E_NO_SERVICE, "KSIGIL_PCSC names \"" + name + "\", not \"embedded\" or \"system\"");
 }
 
 ResourceManager* replacement = nullptr;
@@ -53,7 +41,8 @@ ResourceManager& resourceManager() {
         return manager;
     }
     static ResourceManager& inChild =
-        *absent(SCARD_E_INVALID_HANDLE, "the token is in use by the process that forked this one")
+        *absentResourceManager(SCARD_E_INVALID_HANDLE,
+                               "the token is in use by the process that forked this one")
              .release();
     return inChild;
 }
@@ -63,7 +52,7 @@ void useResourceManager(ResourceManager* manager) {
 }
 
 bool isReaderEmbedded() {
-    return dynamic_cast<const EmbeddedResourceManager*>(&resourceManager()) != nullptr;
+    return resourceManager().isEmbedded();
 }
 
 std::string readerTarget() {

@@ -24,6 +24,8 @@ class ResourceManager {
 
     // Where a reader of this manager leads, in words that end a sentence.
     virtual std::string leadsTo() const = 0;
+    // Whether that is the token inside the program.
+    virtual bool isEmbedded() const { return false; }
 
     // Appends the readers that there are. Needs no context, and makes no token.
     virtual std::uint32_t readers(std::vector<Reader>& readers, std::string& why) = 0;

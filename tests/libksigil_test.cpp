@@ -6,7 +6,7 @@
 #include <thread>
 
 #include "include/ksigil.h"
-#include "platform/embedded_resource_manager.h"
+#include "platform/posix/embedded_resource_manager.h"
 #include "tests/toolbox/process.h"
 #include "tests/toolbox/recording_resource_manager.h"
 #include "tests/toolbox/scratch_image.h"

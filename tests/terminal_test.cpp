@@ -10,7 +10,7 @@
 #include <iostream>
 #include <system_error>
 
-#include "platform/embedded_resource_manager.h"
+#include "platform/posix/embedded_resource_manager.h"
 #include "shell/qv_shell.h"
 #include "shell/terminal/line.h"
 #include "shell/terminal/terminal.h"

@@ -51,38 +51,9 @@ class KernelRandom : public platform::CryptoProviders {
     static constexpr HCRYPTPROV onlyContext = 1;
 };
 
-platform::CryptoProviders* replacement = nullptr;
-
-BOOL succeeded(DWORD error) {
-    if (error != ERROR_SUCCESS) {
-        SetLastError(error);
-    }
-    return error == ERROR_SUCCESS ? TRUE : FALSE;
-}
-
 }  // namespace
 
-namespace platform {
-
-CryptoProviders& cryptoProviders() {
+platform::CryptoProviders& platform::systemCryptoProviders() {
     static KernelRandom kernelRandom;
-    return replacement != nullptr ? *replacement : kernelRandom;
-}
-
-void useCryptoProviders(CryptoProviders* providers) {
-    replacement = providers;
-}
-
-}  // namespace platform
-
-BOOL CryptAcquireContextA(HCRYPTPROV* context, LPCSTR, LPCSTR provider, DWORD type, DWORD flags) {
-    return succeeded(platform::cryptoProviders().acquire(provider, type, flags, *context));
-}
-
-BOOL CryptGenRandom(HCRYPTPROV context, DWORD length, BYTE* buffer) {
-    return succeeded(platform::cryptoProviders().generate(context, buffer, length));
-}
-
-BOOL CryptReleaseContext(HCRYPTPROV context, DWORD) {
-    return succeeded(platform::cryptoProviders().release(context));
+    return kernelRandom;
 }

@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <csignal>
 
@@ -16,6 +17,10 @@ void prepareProcess() {
     constexpr rlimit none{0, 0};
     setrlimit(RLIMIT_CORE, &none);
     std::signal(SIGXFSZ, SIG_IGN);
+}
+
+void writeToStandardError(std::string_view text) {
+    static_cast<void>(!write(STDERR_FILENO, text.data(), text.size()));
 }
 
 // Called for each use of a token. To compare process numbers would be a call of the system each.

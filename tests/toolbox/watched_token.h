@@ -2,7 +2,7 @@
 
 #include "Components/qv_aid/qv_filesystem.h"
 #include "apdulib/rm_apdutalker.h"
-#include "platform/embedded_resource_manager.h"
+#include "platform/posix/embedded_resource_manager.h"
 #include "tests/toolbox/scratch_image.h"
 
 // A fresh embedded token, in use while it exists, with a talker on it. Tells the frames in words,

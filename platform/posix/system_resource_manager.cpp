@@ -1,4 +1,4 @@
-#include "platform/system_resource_manager.h"
+#include "platform/posix/system_resource_manager.h"
 
 #include <winscard.h>
 

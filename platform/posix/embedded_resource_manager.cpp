@@ -1,4 +1,4 @@
-#include "platform/embedded_resource_manager.h"
+#include "platform/posix/embedded_resource_manager.h"
 
 #include <algorithm>
 #include <cstring>

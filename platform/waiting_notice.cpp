@@ -1,15 +1,13 @@
 #include "platform/waiting_notice.h"
 
-#include <unistd.h>
-
 #include <condition_variable>
 #include <mutex>
 #include <optional>
 #include <thread>
 
+#include "platform/process.h"
 #include "platform/quiet_thread.h"
 #include "platform/resource_manager.h"
-#include "token/base/waiting.h"
 
 namespace platform {
 namespace {
@@ -83,24 +81,10 @@ std::uint32_t beginWithNotice(ResourceManager& manager, std::uint32_t card, std:
     return rv;
 }
 
-void setLongWaitNotice(std::function<void(const std::string&)> notice) {
-    token::WaitNotice told;
-    if (notice) {
-        told = [notice = std::move(notice)](std::int32_t process, const std::string& does) {
-            notice(token::wordsOfWait(process, does));
-        };
-    }
-    token::setWaitNotice(std::move(told));
-}
-
 void tellLongWaits() {
     setLongWaitNotice([](const std::string& text) {
-        if (silent != nullptr || isWatched) {
-            return;
-        }
-        const std::string line = "ksigil: " + text + "\n";
-        if (write(STDERR_FILENO, line.data(), line.size()) < 0) {
-            // Nobody is left to be told.
+        if (silent == nullptr && !isWatched) {
+            writeToStandardError("ksigil: " + text + "\n");
         }
     });
 }

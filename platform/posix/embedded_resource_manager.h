@@ -22,6 +22,7 @@ class EmbeddedResourceManager : public ResourceManager {
     explicit EmbeddedResourceManager(token::ImagePlace place) : slot_(std::move(place)) {}
 
     std::string leadsTo() const override;
+    bool isEmbedded() const override { return true; }
     std::uint32_t readers(std::vector<Reader>& readers, std::string& why) override;
     std::uint32_t establish(std::uint32_t scope, std::uint32_t& context, std::string& why) override;
     std::uint32_t release(std::uint32_t context) override;
