@@ -7,6 +7,7 @@
 
 #include "Components/qv_aid/qv_password.h"
 #include "apdulib/auto_reconnect_talker.h"
+#include "include/ksigil.h"
 #include "tests/toolbox/process.h"
 #include "tests/toolbox/scratch_image.h"
 #include "tests/toolbox/transcripts.h"
@@ -130,6 +131,44 @@ TEST_F(Pcscd, LosesAndMendsTheTokenAndPcscd) {
     EXPECT_EQ(mending.unlock(0), 0U);
     EXPECT_EQ(server->end(SIGTERM), 0);
     EXPECT_THAT(contentOf(folder.file("served")), ContainsRegex("served.*Lost.*served"));
+}
+
+// A handle outlives what it leads to: one failure tells of the loss, and the next call connects
+// anew.
+TEST_F(Pcscd, IsLostAndFoundAgainByALibrarysUser) {
+    ksigil_token* token = nullptr;
+    ASSERT_EQ(ksigil_open("VDW ifdh 0", &token), 0U) << ksigil_reason();
+    ksigil_reader readers[2];
+    size_t count = 0;
+    EXPECT_EQ(ksigil_readers(readers, 2, &count), 0U);
+    EXPECT_EQ(count, 2U);
+    EXPECT_EQ(readers[0].has_token + 2 * readers[1].has_token, 2);
+    const struct {
+        std::function<void()> loss, mend;
+        uint32_t result;
+    } losses[] = {
+        {[&] { run(tool + " eject"); }, [&] { run(tool + " insert"); }, KSIGIL_TOKEN_REMOVED},
+        {[&] { run(tool + " reset"); }, [] {}, KSIGIL_TOKEN_REMOVED},
+        {[&] { std::thread([&] { plain.detach(SCARD_RESET_CARD); }).join(); }, [] {},
+         KSIGIL_TOKEN_RESET},
+        {[&] { pcscd->end(SIGKILL); }, [&] { startPcscd(); }, KSIGIL_LOST_MANAGER},
+    };
+    for (const auto& [loss, mend, result] : losses) {
+        EXPECT_EQ(ksigil_logout(token), 0U) << ksigil_reason();
+        // Another's reset waits for the lock.
+        EXPECT_EQ(result == KSIGIL_TOKEN_RESET ? 0 : ksigil_lock(token), 0U);
+        loss();
+        uint32_t rv = 0;
+        for (int i = 0; i < 99 && rv != result; ++i) {
+            rv = ksigil_logout(token);
+            run("sleep 0.02");
+        }
+        EXPECT_EQ(rv, result);
+        EXPECT_EQ(ksigil_unlock(token), 0U);
+        mend();
+        awaitToken();
+    }
+    ksigil_close(token);
 }
 
 TEST_F(Pcscd, ServesOneAtATime) {
