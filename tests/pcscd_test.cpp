@@ -147,10 +147,10 @@ TEST_F(Pcscd, IsLostAndFoundAgainByALibrarysUser) {
         std::function<void()> loss, mend;
         uint32_t result;
     } losses[] = {
-        {[&] { run(tool + " eject"); }, [&] { run(tool + " insert"); }, KSIGIL_TOKEN_REMOVED},
-        {[&] { run(tool + " reset"); }, [] {}, KSIGIL_TOKEN_REMOVED},
         {[&] { std::thread([&] { plain.detach(SCARD_RESET_CARD); }).join(); }, [] {},
          KSIGIL_TOKEN_RESET},
+        {[&] { run(tool + " eject"); }, [&] { run(tool + " insert"); }, KSIGIL_TOKEN_REMOVED},
+        {[&] { run(tool + " reset"); }, [] {}, KSIGIL_TOKEN_REMOVED},
         {[&] { pcscd->end(SIGKILL); }, [&] { startPcscd(); }, KSIGIL_LOST_MANAGER},
     };
     for (const auto& [loss, mend, result] : losses) {
