@@ -102,7 +102,8 @@ TEST_F(Library, KnowsAHandleThatIsNone) {
             EXPECT_THAT(ksigil_reason(), HasSubstr("handle is closed"));
         }
     }
-    for (const char* reader : {"", "other", std::string(200, 'x').c_str()}) {
+    const std::string tooLong(200, 'x');
+    for (const char* reader : {"", "other", tooLong.c_str()}) {
         EXPECT_EQ(ksigil_open(reader, &closed), KSIGIL_UNKNOWN_READER);
         EXPECT_EQ(closed, nullptr);
     }
