@@ -27,7 +27,8 @@ Item itemOf(const Json& object) {
     const auto attribute = attributeNamed(object.at("attribute").get<std::string>());
     const auto size = object.at("size").get<std::int64_t>();
     const bool isPath = !item.path.empty() && item.path.size() % 4 == 0 &&
-                        item.path.size() < 255 * 4 && isHex(item.path, item.path.size());
+                        item.path.size() < std::size_t{255} * 4 &&
+                        isHex(item.path, item.path.size());
     if (!isPath || !type || !attribute || !isAttributeOf(*type, *attribute) || size < 0 ||
         size > (*type == KSIGIL_FILE ? KSIGIL_MAX_FILE_SIZE : 0)) {
         throw Failure("an object of the tree's ksigil.json is none: " + item.path);

@@ -22,45 +22,58 @@ class Library {
     }
 
   private:
-    template <typename Function>
-    Function find(const char* name) const {
+    // A function that takes the type of what it is put into.
+    struct Address {
+        void* address;
+
+        template <typename Function>
+        operator Function*() const {
+            return reinterpret_cast<Function*>(address);
+        }
+    };
+
+    Address find(const char* name) const {
         void* const found = handle_ == nullptr ? nullptr : dlsym(handle_, name);
         if (found == nullptr) {
             throw Failure("tar files need the library libarchive: install it (libarchive13)");
         }
-        return reinterpret_cast<Function>(found);
+        return {found};
     }
 
     void* handle_ = dlopen("libarchive.so.13", RTLD_NOW | RTLD_LOCAL);
 
   public:
-#define FUNCTION(name) decltype(&::name) name = find<decltype(&::name)>(#name)
-    FUNCTION(archive_error_string);
-    FUNCTION(archive_read_new);
-    FUNCTION(archive_read_free);
-    FUNCTION(archive_read_support_format_tar);
-    FUNCTION(archive_read_open_fd);
-    FUNCTION(archive_read_next_header);
-    FUNCTION(archive_read_data);
-    FUNCTION(archive_write_new);
-    FUNCTION(archive_write_free);
-    FUNCTION(archive_write_set_format_pax_restricted);
-    FUNCTION(archive_write_set_bytes_in_last_block);
-    FUNCTION(archive_write_open_fd);
-    FUNCTION(archive_write_header);
-    FUNCTION(archive_write_data);
-    FUNCTION(archive_write_close);
-    FUNCTION(archive_entry_new);
-    FUNCTION(archive_entry_free);
-    FUNCTION(archive_entry_filetype);
-    FUNCTION(archive_entry_hardlink);
-    FUNCTION(archive_entry_pathname);
-    FUNCTION(archive_entry_set_filetype);
-    FUNCTION(archive_entry_set_mtime);
-    FUNCTION(archive_entry_set_pathname);
-    FUNCTION(archive_entry_set_perm);
-    FUNCTION(archive_entry_set_size);
-#undef FUNCTION
+    decltype(&::archive_error_string) archive_error_string = find("archive_error_string");
+    decltype(&::archive_read_new) archive_read_new = find("archive_read_new");
+    decltype(&::archive_read_free) archive_read_free = find("archive_read_free");
+    decltype(&::archive_read_support_format_tar) archive_read_support_format_tar =
+        find("archive_read_support_format_tar");
+    decltype(&::archive_read_open_fd) archive_read_open_fd = find("archive_read_open_fd");
+    decltype(&::archive_read_next_header) archive_read_next_header =
+        find("archive_read_next_header");
+    decltype(&::archive_read_data) archive_read_data = find("archive_read_data");
+    decltype(&::archive_write_new) archive_write_new = find("archive_write_new");
+    decltype(&::archive_write_free) archive_write_free = find("archive_write_free");
+    decltype(&::archive_write_set_format_pax_restricted) archive_write_set_format_pax_restricted =
+        find("archive_write_set_format_pax_restricted");
+    decltype(&::archive_write_set_bytes_in_last_block) archive_write_set_bytes_in_last_block =
+        find("archive_write_set_bytes_in_last_block");
+    decltype(&::archive_write_open_fd) archive_write_open_fd = find("archive_write_open_fd");
+    decltype(&::archive_write_header) archive_write_header = find("archive_write_header");
+    decltype(&::archive_write_data) archive_write_data = find("archive_write_data");
+    decltype(&::archive_write_close) archive_write_close = find("archive_write_close");
+    decltype(&::archive_entry_new) archive_entry_new = find("archive_entry_new");
+    decltype(&::archive_entry_free) archive_entry_free = find("archive_entry_free");
+    decltype(&::archive_entry_filetype) archive_entry_filetype = find("archive_entry_filetype");
+    decltype(&::archive_entry_hardlink) archive_entry_hardlink = find("archive_entry_hardlink");
+    decltype(&::archive_entry_pathname) archive_entry_pathname = find("archive_entry_pathname");
+    decltype(&::archive_entry_set_filetype) archive_entry_set_filetype =
+        find("archive_entry_set_filetype");
+    decltype(&::archive_entry_set_mtime) archive_entry_set_mtime = find("archive_entry_set_mtime");
+    decltype(&::archive_entry_set_pathname) archive_entry_set_pathname =
+        find("archive_entry_set_pathname");
+    decltype(&::archive_entry_set_perm) archive_entry_set_perm = find("archive_entry_set_perm");
+    decltype(&::archive_entry_set_size) archive_entry_set_size = find("archive_entry_set_size");
 };
 
 constexpr std::size_t blockSize = 10240;
