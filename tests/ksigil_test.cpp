@@ -63,7 +63,10 @@ struct Ksigil : testing::Test, ScratchFolder {
                 add(parent, std::string("directory\",\"attribute\":\"") + attribute, 0);
                 continue;
             }
-            const std::size_t size = i == 1 ? 0 : i == 2 ? 65535 : i == 3 ? 986 : 257U + i % 7U;
+            const std::size_t size = i == 1   ? 0
+                                     : i == 2 ? 65535
+                                     : i == 3 ? 986
+                                              : 257U + static_cast<unsigned>(i) % 7U;
             std::string content;
             for (std::size_t at = 0; at < size; ++at) {
                 content += static_cast<char>(at + static_cast<std::size_t>(i + difference));
@@ -395,8 +398,13 @@ TEST_F(Ksigil, LosesNoContentWhereverItIsKilled) {
     int between = 0;  // only the copy stood whole
     expect("$K put 0 3f000001; $K put 0 3f000002 --private $P", "0");
     // A public file, and a private one by an import that merges.
-    for (const auto& [path, command] : {std::pair{"3f000001", "exec $K put --force N 3f000001"},
-                                        {"3f000002", "exec $K import tN --force $P"}}) {
+    struct Replacement {
+        const char *path, *command;
+    };
+    for (const Replacement& replacement :
+         {Replacement{"3f000001", "exec $K put --force N 3f000001"},
+          Replacement{"3f000002", "exec $K import tN --force $P"}}) {
+        const char* const path = replacement.path;
         for (const int n : {0, 1}) {
             const std::string folder = "t" + std::to_string(n);
             std::filesystem::create_directory(file(folder));
@@ -407,7 +415,7 @@ TEST_F(Ksigil, LosesNoContentWhereverItIsKilled) {
                     std::to_string(contents[n].size()) + "}]}");
         }
         const auto commandTo = [&](int n) {
-            std::string all = command;
+            std::string all = replacement.command;
             all.replace(all.find('N'), 1, std::to_string(n));
             return "exec 2>&1; " + setup() + all;
         };
