@@ -31,7 +31,8 @@ function(debian_package name section depends summary text)
 endfunction()
 
 set(work "work on security tokens of the kSigil family")
-debian_package(ksigil utils "libksigil1 (= ${version})" "${work}"
+# libarchive is loaded by the commands that need it, which dpkg-shlibdeps cannot see.
+debian_package(ksigil utils "libksigil1 (= ${version}), libarchive13t64 | libarchive13" "${work}"
 "The console shell QVSh, the program ksigil for single commands, QVPrepare,
 and ksigil-token, which looks after the software token that serves where
 there is no hardware.")

@@ -79,6 +79,20 @@ TEST_F(Pcscd, AnswersTheShellAsTheEmbeddedToken) {
                 ContainsRegex(">OK./>/0"));
 }
 
+// Without a login that stays: the token is pcscd's, and keeps it.
+TEST_F(Pcscd, ServesTheProgramOfSingleCommands) {
+    put(folder.file("pw"), "1234");
+    put(folder.file("f"), std::string(3000, '\0') + "end");
+    EXPECT_THAT(
+        run("exec 2>&1; cd " + folder.path() +
+            "; export KSIGIL_PCSC=system; K=" KSIGIL
+            "; P='--password-file pw'; $K put f 3f000001 --private $P; $K ls -l; "
+            "$K get 3f000001 | wc -c; $K get 3f000001 $P g; cmp f g; $K export t.tar $P; "
+            "$K rm -r --force 3f00 $P; $K import t.tar $P; rm g; $K get 3f000001 g $P; "
+            "cmp f g; $K rm 3f000001 $P; $K ls"),
+        ContainsRegex("^file +private +3003 +0001/ksigil: the password is wanted[^/]*/0/0$"));
+}
+
 TEST_F(Pcscd, AnswersRawFrames) {
     const std::string exchanges =
         ">002000000000050431323334<0090>00A400000000040001003F<003F0200000000000090"
