@@ -30,8 +30,9 @@
  *
  * Threads. Any thread may use a handle at any time. Each thread that does has a connection of its
  * own to the reader, made at its first operation: at most 64 for a reader, which a thread gives
- * back with `ksigil_thread_done`. Two handles of one reader share a thread's connection, and with
- * it the depth of its lock.
+ * back with `ksigil_thread_done`. Two handles that were opened by the same name share a thread's
+ * connection, and with it the depth of its lock. Under two names of one reader they are two users:
+ * a thread that holds the lock of one would wait for itself in the other.
  *
  * Lost connections. An operation that meets 6, 0x80100017, 0x80100068 or 0x80100069 (the resource
  * manager, the reader or the token went away, or the token was reset) fails with that number, and

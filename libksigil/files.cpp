@@ -28,7 +28,8 @@ u32 readInto(ApduTalker& talker, const std::string& path, std::size_t offset, u8
     std::vector<u8> read;
     const u32 rv = QVFileSystem().readFile(talker, path, static_cast<u32>(offset),
                                            static_cast<u32>(length), read);
-    std::copy(read.begin(), read.end(), bytes);
+    const auto arrived = std::copy(read.begin(), read.end(), bytes) - bytes;
+    std::fill(bytes + arrived, bytes + length, u8{0});
     return rv;
 }
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "libksigil/lost_connection.h"
+
 namespace ksigil {
 namespace {
 
@@ -21,13 +23,18 @@ bool MeteredTalker::isEnded() const {
 
 u32 MeteredTalker::transmit(const u8* sendBuffer, u32 sendLength, u8* receiveBuffer,
                             u32* receiveLength) {
-    if (isEnded()) {
+    if (end_ == 0 && isEnded()) {
+        end_ = KSIGIL_CANCELLED;
+    }
+    if (end_ != 0) {
         *receiveLength = 0;
-        return KSIGIL_CANCELLED;
+        return end_;
     }
     ++frames_;
     transfers_ += sendBuffer[1] == transfer_.instruction ? 1 : 0;
-    return talker_->transmit(sendBuffer, sendLength, receiveBuffer, receiveLength);
+    const u32 rv = talker_->transmit(sendBuffer, sendLength, receiveBuffer, receiveLength);
+    end_ = isConnectionLost(rv) ? rv : 0;
+    return rv;
 }
 
 }  // namespace ksigil

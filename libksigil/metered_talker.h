@@ -19,7 +19,8 @@ struct Progress {
 };
 
 // Sends the frames of one operation through another talker and tells the thread's progress before
-// each but the first. The callback may end the operation there.
+// each but the first. The callback may end the operation there. Behind that, and behind a lost
+// connection, nothing more is sent: each further frame gives the same number.
 class MeteredTalker final : public ApduTalker {
   public:
     // `talker` is not looked at before the first frame.
@@ -34,6 +35,7 @@ class MeteredTalker final : public ApduTalker {
 
     ApduTalker* talker_;
     Transfer transfer_;
+    u32 end_ = 0;  // the number that ended it
     u64 frames_ = 0;
     u64 transfers_ = 0;  // those of its instruction
 };

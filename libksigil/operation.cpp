@@ -1,26 +1,13 @@
 #include "libksigil/operation.h"
 
-#include <algorithm>
 #include <exception>
-#include <iterator>
 #include <new>
 
 #include "libksigil/handles.h"
+#include "libksigil/lost_connection.h"
 #include "support/exception.h"
 
 namespace ksigil {
-namespace {
-
-constexpr u32 lostConnections[] = {KSIGIL_LOST_MANAGER, KSIGIL_READER_GONE, KSIGIL_TOKEN_RESET,
-                                   KSIGIL_TOKEN_REMOVED};
-
-bool isLost(u32 rv) {
-    return std::find(std::begin(lostConnections), std::end(lostConnections), rv) !=
-           std::end(lostConnections);
-}
-
-}  // namespace
-
 Operation::Operation(ksigil_token* handle, const Transfer& transfer)
     : talker_(talkerOf(handle)), metered_(talker_.get(), transfer) {}
 
@@ -28,7 +15,7 @@ Operation::~Operation() {
     if (isLocked_) {
         try {
             talker_->unlock(SCARD_LEAVE_CARD);
-        } catch (const VDW::Exception&) {
+        } catch (...) {
             // The exception that came first is told.
         }
     }
@@ -80,7 +67,7 @@ u32 Operation::disconnect() {
 }
 
 void Operation::dropIfLost(u32 rv) {
-    if (isLost(rv) && talker_ != nullptr) {
+    if (isConnectionLost(rv) && talker_ != nullptr) {
         drop();
     }
 }

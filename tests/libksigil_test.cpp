@@ -386,6 +386,12 @@ TEST_F(Library, EndsBetweenTwoFrames) {
         EXPECT_EQ(told.text.substr(0, one.whole.size()), one.whole);
         EXPECT_EQ(ksigil_unlock(t), 0U);
     }
+    const u8 content[4] = {};
+    for (uint64_t frame = 1; frame < 5; ++frame) {
+        told = {"", frame};
+        EXPECT_EQ(ksigil_set_entry(t, 1, content), KSIGIL_CANCELLED);
+        EXPECT_TRUE(told.text.ends_with(" " + std::to_string(frame) + "/0")) << told.text;
+    }
     ksigil_set_progress(nullptr, nullptr);
 }
 

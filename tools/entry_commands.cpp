@@ -95,6 +95,7 @@ void setEntry(const Options& options, Report& report) {
         session.change("cannot set the application's entry", [&](ksigil_token* token) {
             return ksigil_set_entry(token, options.entry, options.content.data());
         });
+        session.stand("the entry is set");
         report.add(entryWith(session, options.entry), "set");
     });
 }
@@ -121,7 +122,7 @@ void prepare(const Options& options, Report& report) {
         }
         requireRoomFor(session, protectorId);
         session.stand(
-            "run it again, once \"ksigil info\" shows what is there; a key made without "
+            "run it again, once \"ksigil ls -lR\" shows what is there; a key made without "
             "its value has to be removed first");
         session.change("cannot prepare the token", [&](ksigil_token* token) {
             return ksigil_prepare_protector(token, &isWeak);

@@ -108,6 +108,7 @@ void put(const Options& options, Report& report) {
         } else {
             done = putWhole(session, options, content);
         }
+        session.stand(path + " is " + done);
         report.add(path, session.object(path), done);
     });
 }
@@ -117,6 +118,7 @@ void makeDirectory(const Options& options, Report& report) {
     Session session(options);
     session.run([&] {
         session.makeDirectory(path, options.isPrivate);
+        session.stand(path + " is made");
         report.add(path, session.object(path), "made");
     });
 }
@@ -138,6 +140,7 @@ void makeKey(const Options& options, Report& report) {
             session.stand("the key " + path + " is without its value: remove it");
             session.writeKey(path, value);
         }
+        session.stand("the key " + path + " is made");
         report.add(path, session.object(path), "made");
     });
 }

@@ -25,7 +25,8 @@ Item itemOf(const Json& object) {
     item.path = lowered(object.at("path").get<std::string>());
     const auto type = typeNamed(object.at("type").get<std::string>());
     const auto attribute = attributeNamed(object.at("attribute").get<std::string>());
-    const auto size = object.at("size").get<std::int64_t>();
+    const Json& number = object.at("size");
+    const auto size = number.is_number_integer() ? number.get<std::int64_t>() : -1;
     const bool isPath = !item.path.empty() && item.path.size() % 4 == 0 &&
                         item.path.size() < std::size_t{255} * 4 &&
                         isHex(item.path, item.path.size());

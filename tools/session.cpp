@@ -1,14 +1,10 @@
 #include "tools/session.h"
 
 #include <algorithm>
-#include <array>
 #include <utility>
 
 namespace tools {
 namespace {
-
-constexpr std::array lostConnections{KSIGIL_LOST_MANAGER, KSIGIL_READER_GONE, KSIGIL_TOKEN_RESET,
-                                     KSIGIL_TOKEN_REMOVED};
 
 void tellWait(void*, const char* text) {
     tellAside(text);
@@ -225,8 +221,8 @@ void Session::removeTree(const std::string& path) {
 }
 
 bool Session::removeAgain(const std::string& path, const Failure& behind) {
-    if (std::find(lostConnections.begin(), lostConnections.end(), behind.result()) !=
-        lostConnections.end()) {
+    const bool isRefused = behind.result() >> 16 == KSIGIL_NOT_FOUND >> 16;
+    if (!isRefused && behind.result() != KSIGIL_CANCELLED) {
         return false;
     }
     ksigil_set_progress(nullptr, nullptr);

@@ -55,7 +55,7 @@ class Session {
     void change(const std::string& what, const Operation& operation);
 
     // Takes a change back behind a failure, also after a signal. False: that failed, or was not
-    // tried since the connection is lost.
+    // tried, since what failed was not refused by the token and may have been carried out.
     bool removeAgain(const std::string& path, const Failure& behind);
 
     Progress& progress() { return progress_; }

@@ -118,6 +118,12 @@ def _c_text(text):
     return encoded
 
 
+def _bytes(content):
+    # A view's own length may count items of more than a byte.
+    whole = bytes(content)
+    return whole, len(whole)
+
+
 def _listed(struct, capacity, call):
     count = ctypes.c_size_t(capacity)
     result = BUFFER_TOO_SMALL
@@ -215,13 +221,13 @@ class Token:
         _check(_lib.ksigil_unlock(self._handle))
 
     def login(self, password):
-        _check(_lib.ksigil_login(self._handle, bytes(password), len(password)))
+        _check(_lib.ksigil_login(self._handle, *_bytes(password)))
 
     def logout(self):
         _check(_lib.ksigil_logout(self._handle))
 
     def change_password(self, password):
-        _check(_lib.ksigil_change_password(self._handle, bytes(password), len(password)))
+        _check(_lib.ksigil_change_password(self._handle, *_bytes(password)))
 
     def info(self):
         info = _library.TokenInfo()
@@ -269,14 +275,13 @@ class Token:
         return buffer.raw[:length.value]
 
     def write(self, path, offset, content):
-        _check(_lib.ksigil_write(self._handle, _c_text(path), _size(offset), bytes(content),
-                                 len(content)))
+        _check(_lib.ksigil_write(self._handle, _c_text(path), _size(offset), *_bytes(content)))
 
     def write_file(self, path, content):
-        _check(_lib.ksigil_write_file(self._handle, _c_text(path), bytes(content), len(content)))
+        _check(_lib.ksigil_write_file(self._handle, _c_text(path), *_bytes(content)))
 
     def write_key(self, path, value):
-        _check(_lib.ksigil_write_key(self._handle, _c_text(path), bytes(value), len(value)))
+        _check(_lib.ksigil_write_key(self._handle, _c_text(path), *_bytes(value)))
 
     def encrypt(self, path, content):
         return self._cipher(_lib.ksigil_encrypt, content, _c_text(path))
@@ -291,9 +296,9 @@ class Token:
         return self._cipher(_lib.ksigil_protector_decrypt, content)
 
     def _cipher(self, function, content, *key):
-        output = ctypes.create_string_buffer(len(content) + _MOST_PADDING)
+        output = ctypes.create_string_buffer(len(bytes(content)) + _MOST_PADDING)
         length = ctypes.c_size_t()
-        _check(function(self._handle, *key, bytes(content), len(content), output, len(output),
+        _check(function(self._handle, *key, *_bytes(content), output, len(output),
                         ctypes.byref(length)))
         return output.raw[:length.value]
 
