@@ -280,7 +280,8 @@ TEST(Talker, SharesTheTableOfItsReader) {
     RMApduTalker elsewhere("VDW ifdh 1", 1);
     const TableView view;
     for (const auto& [talker, count] : {std::pair{&first, 1U}, {&first, 1U}, {&second, 2U}}) {
-        std::jthread([&] { EXPECT_EQ((*talker)->create(), 0U); }).join();
+        RMApduTalker& made = **talker;
+        std::jthread([&made] { EXPECT_EQ(made.create(), 0U); }).join();
         EXPECT_EQ(view.table->refCount, count);
     }
     elsewhere.create();
