@@ -299,7 +299,6 @@ TEST_F(Library, WorksOnATokensObjects) {
     EXPECT_EQ(std::vector<u8>(cipher.begin(), cipher.begin() + static_cast<long>(length)), text);
 
     EXPECT_EQ(ksigil_remove(t, "3f001000"), KSIGIL_NOT_EMPTY);
-    EXPECT_EQ(ksigil_remove(t, "3f001000"), KSIGIL_NOT_EMPTY);
     EXPECT_EQ(ksigil_remove_tree(t, "3f001000"), 0U);
     ksigil_object object;
     EXPECT_EQ(ksigil_get_object(t, "3f001000", &object), KSIGIL_NOT_FOUND);

@@ -296,9 +296,10 @@ class Token:
         return self._cipher(_lib.ksigil_protector_decrypt, content)
 
     def _cipher(self, function, content, *key):
-        output = ctypes.create_string_buffer(len(bytes(content)) + _MOST_PADDING)
+        whole, size = _bytes(content)
+        output = ctypes.create_string_buffer(size + _MOST_PADDING)
         length = ctypes.c_size_t()
-        _check(function(self._handle, *key, *_bytes(content), output, len(output),
+        _check(function(self._handle, *key, whole, size, output, len(output),
                         ctypes.byref(length)))
         return output.raw[:length.value]
 
@@ -326,9 +327,10 @@ class Token:
         return content.raw
 
     def set_entry(self, id, content):
-        if len(content) != ENTRY_LENGTH:
+        whole, size = _bytes(content)
+        if size != ENTRY_LENGTH:
             raise Error(INVALID_ARGUMENT, "an entry's content has 4 bytes")
-        _check(_lib.ksigil_set_entry(self._handle, _number(id, 32), bytes(content)))
+        _check(_lib.ksigil_set_entry(self._handle, _number(id, 32), whole))
 
     def remove_entry(self, id):
         _check(_lib.ksigil_remove_entry(self._handle, _number(id, 32)))
