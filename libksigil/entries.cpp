@@ -3,7 +3,6 @@
 #include <string>
 #include <vector>
 
-#include "apdulib/status_message.h"
 #include "include/ksigil.h"
 #include "include/qv_appentry.h"
 #include "libksigil/arguments.h"

@@ -12,14 +12,12 @@ using namespace ksigil;
 
 namespace {
 
-constexpr u32 bytesPerFrame = 986;
-
 Transfer reading(std::size_t length) {
-    return {ApduReadBinary::instruction, bytesPerFrame, length};
+    return {ApduReadBinary::instruction, largestChunk, length};
 }
 
 Transfer writing(std::size_t length) {
-    return {ApduWriteBinary::instruction, bytesPerFrame, length};
+    return {ApduWriteBinary::instruction, largestChunk, length};
 }
 
 // Reads into the caller's memory, also what came before a failure.

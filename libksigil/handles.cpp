@@ -52,7 +52,7 @@ void closeHandle(ksigil_token* handle) noexcept {
         return;
     }
     Handles& all = handles();
-    std::shared_ptr<RMApduTalker> closed;  // behind the mutex: it may have connections to close
+    std::shared_ptr<RMApduTalker> closed;  // ends after the mutex is free: it may close connections
     const std::lock_guard guard(all.mutex);
     const auto found = all.talkers.find(numberOf(handle));
     if (found != all.talkers.end()) {

@@ -28,7 +28,8 @@ class Operation {
 
     ApduTalker& metered() { return metered_; }
 
-    // Instead of the two, for the calls that the three are. All keep the reason.
+    // What ksigil_lock, ksigil_unlock and ksigil_thread_done do, in place of `begin` and `end`.
+    // Each gives the call's result and keeps the reason.
     u32 keepLock();
     u32 giveLockBack();
     u32 disconnect();

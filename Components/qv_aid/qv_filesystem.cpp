@@ -14,7 +14,6 @@ using namespace ksigil;
 
 namespace {
 
-constexpr u32 largestChunk = 986;      // bytes of file content in one frame
 constexpr u32 largestSize = 0xFFFF;    // bytes of a file, and the end of any range in it
 constexpr std::size_t keyLength = 16;  // bytes of a key's value
 constexpr u32 keySize = 24;            // bytes that a key object takes on the token

@@ -10,6 +10,9 @@
 namespace ksigil {
 // The path of the token's root directory.
 inline constexpr char rootPath[] = "3f00";
+
+// The most bytes of a file's content in one frame.
+inline constexpr u32 largestChunk = 986;
 }  // namespace ksigil
 
 // The token's tree of files, directories and DESX keys.
