@@ -9,16 +9,13 @@
 namespace tools {
 namespace {
 
-constexpr std::size_t digitsPerLevel = 4;
-constexpr std::size_t mostLevels = 255;
 constexpr std::size_t digitsOfEntry = 8;
 
 // These tell what is wrong with an argument; empty: nothing is.
 
 std::string pathProblem(const std::string& text) {
-    const bool isOne = !text.empty() && text.size() % digitsPerLevel == 0 &&
-                       text.size() <= mostLevels * digitsPerLevel && isHex(text, text.size());
-    return isOne ? "" : "\"" + text + "\" is no path: it has 4 hexadecimal digits for each level";
+    return isPath(text) ? ""
+                        : "\"" + text + "\" is no path: it has 4 hexadecimal digits for each level";
 }
 
 std::string numberProblem(const std::string& text) {

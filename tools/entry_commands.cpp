@@ -108,6 +108,7 @@ void removeEntry(const Options& options, Report& report) {
         session.change("cannot remove the application's entry", [&](ksigil_token* token) {
             return ksigil_remove_entry(token, options.entry);
         });
+        session.stand("the entry is removed");
         report.add(entry, "removed");
     });
 }

@@ -105,13 +105,13 @@ void writeAll(int descriptor, const std::string& text, const std::string& name) 
     writeAll(descriptor, {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}, name);
 }
 
-Bytes readAll(int descriptor, std::size_t most, const std::string& name) {
+Bytes readAll(const Read& read, std::size_t most, const std::string& name) {
     Bytes bytes;
     std::size_t length = 0;
     std::size_t count = 0;
     do {
         bytes.resize(length + bytesAtOnce);
-        count = readSome(descriptor, std::span(bytes).subspan(length), name);
+        count = read(std::span(bytes).subspan(length));
         length += count;
         if (length > most) {
             throw Failure(name + " has more than " + std::to_string(most) +
@@ -120,6 +120,11 @@ Bytes readAll(int descriptor, std::size_t most, const std::string& name) {
     } while (count != 0);
     bytes.resize(length);
     return bytes;
+}
+
+Bytes readAll(int descriptor, std::size_t most, const std::string& name) {
+    return readAll([&](std::span<std::uint8_t> room) { return readSome(descriptor, room, name); },
+                   most, name);
 }
 
 Bytes readFile(const std::string& name, std::size_t most) {

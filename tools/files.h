@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <span>
 #include <string>
 #include <utility>
@@ -63,7 +64,12 @@ std::size_t readSome(int descriptor, std::span<std::uint8_t> room, const std::st
 void writeAll(int descriptor, std::span<const std::uint8_t> bytes, const std::string& name);
 void writeAll(int descriptor, const std::string& text, const std::string& name);
 
-// All that comes from the descriptor, or from the file; more than `most` bytes are refused.
+// Puts some bytes into the room and tells how many, 0 at the end.
+using Read = std::function<std::size_t(std::span<std::uint8_t> room)>;
+
+// All that is read, comes from the descriptor, or is in the file; more than `most` bytes are
+// refused.
+Bytes readAll(const Read& read, std::size_t most, const std::string& name);
 Bytes readAll(int descriptor, std::size_t most, const std::string& name);
 Bytes readFile(const std::string& name, std::size_t most);
 

@@ -13,13 +13,13 @@
 #include "tools/failure.h"
 #include "tools/files.h"
 #include "tools/interrupt.h"
-#include "tools/manifest.h"
+#include "tools/outlet.h"
 
 namespace tools {
 namespace {
 
 // A folder that goes with this object until it has its own name.
-class NewFolder {
+class NewFolder final : public Outlet {
   public:
     explicit NewFolder(const std::string& name) : name_(name) {
         while (name_.size() > 1 && name_.back() == '/') {
@@ -46,13 +46,13 @@ class NewFolder {
         beside_.clear();
     }
 
-    void addFolder(const std::string& name) const {
+    void addFolder(const std::string& name) override {
         if (mkdir((beside_ + "/" + name).c_str(), 0700) != 0) {
             throw Failure::ofSystem("cannot make " + name, errno);
         }
     }
 
-    void addFile(const std::string& name, std::span<const std::uint8_t> content) const {
+    void addFile(const std::string& name, std::span<const std::uint8_t> content) override {
         if (isInterrupted()) {
             throw Failure("cannot make " + name_, KSIGIL_CANCELLED);
         }
@@ -136,16 +136,7 @@ void requireNewFolder(const std::string& name) {
 
 void writeFolder(const std::string& name, const Tree& tree) {
     NewFolder folder(name);
-    const std::string manifest = manifestOf(tree);
-    folder.addFile(manifestName,
-                   {reinterpret_cast<const std::uint8_t*>(manifest.data()), manifest.size()});
-    for (const Item& item : tree) {
-        if (item.type == KSIGIL_DIRECTORY) {
-            folder.addFolder(nameOf(item));
-        } else {
-            folder.addFile(nameOf(item), item.content);
-        }
-    }
+    putTree(tree, folder);
     folder.commit();
 }
 

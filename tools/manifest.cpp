@@ -27,10 +27,8 @@ Item itemOf(const Json& object) {
     const auto attribute = attributeNamed(object.at("attribute").get<std::string>());
     const Json& number = object.at("size");
     const auto size = number.is_number_integer() ? number.get<std::int64_t>() : -1;
-    const bool isPath = !item.path.empty() && item.path.size() % 4 == 0 &&
-                        item.path.size() < std::size_t{255} * 4 &&
-                        isHex(item.path, item.path.size());
-    if (!isPath || !type || !attribute || !isAttributeOf(*type, *attribute) || size < 0 ||
+    const bool isBelowRoot = isPath(item.path) && item.path.size() < longestPath;
+    if (!isBelowRoot || !type || !attribute || !isAttributeOf(*type, *attribute) || size < 0 ||
         size > (*type == KSIGIL_FILE ? KSIGIL_MAX_FILE_SIZE : 0)) {
         throw Failure("an object of the tree's ksigil.json is none: " + item.path);
     }

@@ -9,7 +9,6 @@ namespace tools {
 namespace {
 
 constexpr std::uint32_t keySize = 24;  // what a key counts
-constexpr std::size_t mostDigits = std::size_t{255} * 4;
 
 ksigil_object objectOf(const Item& item) {
     return {0, item.type, item.attribute, item.type == KSIGIL_KEY ? keySize : item.size};
@@ -67,7 +66,7 @@ void Merge::plan() {
     Room room;
     std::uint64_t bytes = 0;
     for (const Item& item : tree_) {
-        if (root_.size() + item.path.size() > mostDigits) {
+        if (root_.size() + item.path.size() > longestPath) {
             throw Failure(root_ + item.path + " is deeper than a token's tree");
         }
         const Work work = workFor(item);

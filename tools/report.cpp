@@ -13,7 +13,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr std::size_t digitsPerLevel = 4;
 constexpr unsigned int packageBits = 16;
 
 std::string versionText(std::uint16_t version) {

@@ -6,6 +6,8 @@
 namespace tools {
 namespace {
 
+constexpr std::uint32_t refusal = 0xE006;  // above the status word of the token's answer
+
 void tellWait(void*, const char* text) {
     tellAside(text);
 }
@@ -221,7 +223,7 @@ void Session::removeTree(const std::string& path) {
 }
 
 bool Session::removeAgain(const std::string& path, const Failure& behind) {
-    const bool isRefused = behind.result() >> 16 == KSIGIL_NOT_FOUND >> 16;
+    const bool isRefused = behind.result() >> 16 == refusal;
     if (!isRefused && behind.result() != KSIGIL_CANCELLED) {
         return false;
     }

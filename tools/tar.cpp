@@ -8,7 +8,8 @@
 
 #include "include/ksigil.h"
 #include "tools/failure.h"
-#include "tools/manifest.h"
+#include "tools/files.h"
+#include "tools/outlet.h"
 
 namespace tools {
 namespace {
@@ -80,7 +81,7 @@ constexpr std::size_t blockSize = 10240;
 
 using Archive = std::unique_ptr<archive, int (*)(archive*)>;
 
-class Writer {
+class Writer final : public Outlet {
   public:
     Writer(int descriptor, const std::string& name)
         : name_(name), archive_(library_.archive_write_new(), library_.archive_write_free) {
@@ -90,9 +91,9 @@ class Writer {
         check(library_.archive_write_open_fd(archive_.get(), descriptor));
     }
 
-    void addFolder(const std::string& name) const { addHeader(name, AE_IFDIR, 0700, 0); }
+    void addFolder(const std::string& name) override { addHeader(name, AE_IFDIR, 0700, 0); }
 
-    void addFile(const std::string& name, std::span<const std::uint8_t> content) const {
+    void addFile(const std::string& name, std::span<const std::uint8_t> content) override {
         addHeader(name, AE_IFREG, 0600, content.size());
         if (!content.empty()) {
             const auto written =
@@ -163,21 +164,13 @@ class Reader {
     }
 
     Bytes content(std::size_t most) const {
-        Bytes bytes;
-        std::size_t length = 0;
-        la_ssize_t count = 0;
-        do {
-            bytes.resize(length + blockSize);
-            count = library_.archive_read_data(archive_.get(), bytes.data() + length, blockSize);
+        const auto read = [&](std::span<std::uint8_t> room) {
+            const la_ssize_t count =
+                library_.archive_read_data(archive_.get(), room.data(), room.size());
             check(count < 0 ? ARCHIVE_FATAL : ARCHIVE_OK);
-            length += static_cast<std::size_t>(count);
-            if (length > most) {
-                throw Failure(name() + " has more than " + std::to_string(most) +
-                              " bytes, which is the most");
-            }
-        } while (count != 0);
-        bytes.resize(length);
-        return bytes;
+            return static_cast<std::size_t>(count);
+        };
+        return readAll(read, most, name());
     }
 
   private:
@@ -197,17 +190,8 @@ class Reader {
 }  // namespace
 
 void writeTar(int descriptor, const std::string& name, const Tree& tree) {
-    const Writer writer(descriptor, name);
-    const std::string manifest = manifestOf(tree);
-    writer.addFile(manifestName,
-                   {reinterpret_cast<const std::uint8_t*>(manifest.data()), manifest.size()});
-    for (const Item& item : tree) {
-        if (item.type == KSIGIL_DIRECTORY) {
-            writer.addFolder(nameOf(item));
-        } else {
-            writer.addFile(nameOf(item), item.content);
-        }
-    }
+    Writer writer(descriptor, name);
+    putTree(tree, writer);
     writer.close();
 }
 

@@ -71,6 +71,11 @@ bool isHex(const std::string& text, std::size_t digits) {
            text.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
 }
 
+bool isPath(const std::string& text) {
+    return !text.empty() && text.size() % digitsPerLevel == 0 && text.size() <= longestPath &&
+           isHex(text, text.size());
+}
+
 std::string lowered(std::string text) {
     for (char& c : text) {
         c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;

@@ -27,6 +27,12 @@ std::string dumpOf(std::span<const std::uint8_t> bytes, std::size_t first);
 // Whether it is a number of just so many hexadecimal digits, of either case.
 bool isHex(const std::string& text, std::size_t digits);
 
+constexpr std::size_t digitsPerLevel = 4;
+constexpr std::size_t longestPath = 255 * digitsPerLevel;
+
+// Whether it is a path on the token, from any directory on.
+bool isPath(const std::string& text);
+
 std::string lowered(std::string text);
 
 }  // namespace tools
