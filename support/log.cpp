@@ -2,6 +2,7 @@
 
 #include <array>
 #include <filesystem>
+#include <memory>
 #include <mutex>
 
 #include "platform/trace_file.h"
@@ -18,8 +19,12 @@ constexpr std::string_view fileName = "qvsh.log";
 // A directory of up to MAX_PATH bytes, the separator, the file's name and the end.
 using PathBuffer = std::array<char, MAX_PATH + 1 + fileName.size() + 1>;
 
-// Static objects may log as they are built and destroyed, so these need neither themselves.
-constinit std::mutex logMutex;
+// Static objects may log as they are built and destroyed, so these are there before the first and
+// behind the last.
+std::mutex& logMutex() {
+    static std::mutex& mutex = *std::make_unique<std::mutex>().release();
+    return mutex;
+}
 constinit PathBuffer logPath{};
 constinit platform::TraceFile logFile;
 
@@ -49,7 +54,7 @@ class OpenLog {
     OpenLog(const OpenLog&) = delete;
     OpenLog& operator=(const OpenLog&) = delete;
     ~OpenLog() {
-        const std::lock_guard guard(logMutex);
+        const std::lock_guard guard(logMutex());
         logFile.close();
     }
 };
@@ -57,14 +62,14 @@ class OpenLog {
 void write(LogLine& line) {
     openLog();
     const std::string_view text = line.end();
-    const std::lock_guard guard(logMutex);
+    const std::lock_guard guard(logMutex());
     logFile.write(text);
 }
 
 // Leaves the last tenth of a file that is longer than `limit` bytes.
 void cutIfOver(std::int64_t limit) {
     openLog();
-    const std::lock_guard guard(logMutex);
+    const std::lock_guard guard(logMutex());
     const std::int64_t position = logFile.position();
     if (position > limit) {
         logFile.close();
@@ -109,7 +114,7 @@ bool LogGate::isOpen() noexcept {
 }
 
 void LogGate::configure() noexcept {
-    const std::lock_guard guard(logMutex);
+    const std::lock_guard guard(logMutex());
     if (logState.load(std::memory_order_relaxed) == unread) {
         const LogKey key;
         DWORD isEnabled = 0;

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "platform/win32.h"
+
+namespace platform {
+
+// A DLL of the system's own folder, from nowhere else, which stays loaded; null if there is none.
+inline HMODULE systemLibrary(const char* name) {
+    return LoadLibraryExA(name, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
+}
+
+// Takes the library's function of that name into `function`; null if it has none.
+template <typename Function>
+void take(HMODULE library, const char* name, Function*& function) {
+    function = reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(library, name)));
+}
+
+}  // namespace platform

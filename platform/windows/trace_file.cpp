@@ -1,0 +1,206 @@
+#include "platform/trace_file.h"
+
+#include <aclapi.h>
+#include <sddl.h>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <memory>
+
+#include "platform/win32.h"
+
+namespace platform {
+namespace {
+
+struct Closed {
+    void operator()(void* handle) const { CloseHandle(handle); }
+};
+struct Freed {
+    void operator()(void* block) const { LocalFree(block); }
+};
+using OwnHandle = std::unique_ptr<void, Closed>;
+template <typename Block>
+using OwnBlock = std::unique_ptr<Block, Freed>;
+
+// A HANDLE has 32 bits that count, and may be kept as such.
+HANDLE handleOf(int descriptor) {
+    return LongToHandle(descriptor);
+}
+
+// What the process's access token tells of its user, or of the owner of what he makes: a SID that
+// lies in `room`; null on failure.
+PSID sidOf(TOKEN_INFORMATION_CLASS what, std::array<std::uint64_t, 32>& room) {
+    HANDLE token = nullptr;
+    if (OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token) == FALSE) {
+        return nullptr;
+    }
+    const OwnHandle owned(token);
+    DWORD size = sizeof room;
+    if (GetTokenInformation(token, what, room.data(), size, &size) == FALSE) {
+        return nullptr;
+    }
+    // Both structures start with the pointer.
+    return *static_cast<PSID*>(static_cast<void*>(room.data()));
+}
+
+bool isOwners(PSID owner) {
+    std::array<std::uint64_t, 32> room{};
+    for (const TOKEN_INFORMATION_CLASS what : {TokenUser, TokenOwner}) {
+        const PSID own = sidOf(what, room);
+        if (own != nullptr && EqualSid(own, owner) != FALSE) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool isOwnersFile(HANDLE file) {
+    PSID owner = nullptr;
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    const bool isRead = GetSecurityInfo(file, SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION, &owner,
+                                        nullptr, nullptr, nullptr, &descriptor) == ERROR_SUCCESS;
+    const OwnBlock<void> owned(descriptor);
+    return isRead && owner != nullptr && isOwners(owner);
+}
+
+// The list that gives the user everything and nobody else anything; inherits nothing. Null on
+// failure.
+OwnBlock<void> ownersAlone() {
+    std::array<std::uint64_t, 32> room{};
+    char* text = nullptr;
+    const PSID user = sidOf(TokenUser, room);
+    if (user == nullptr || ConvertSidToStringSidA(user, &text) == FALSE) {
+        return nullptr;
+    }
+    const OwnBlock<char> sid(text);
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    ConvertStringSecurityDescriptorToSecurityDescriptorA(
+        (std::string("D:P(A;;FA;;;") + text + ")").c_str(), SDDL_REVISION_1, &descriptor, nullptr);
+    return OwnBlock<void>(descriptor);
+}
+
+// A plain file on a disk with one name, which is no link to another place.
+bool isPlainFile(HANDLE file) {
+    BY_HANDLE_FILE_INFORMATION about{};
+    return GetFileType(file) == FILE_TYPE_DISK &&
+           GetFileInformationByHandle(file, &about) != FALSE &&
+           (about.dwFileAttributes & (FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DIRECTORY)) ==
+               0 &&
+           about.nNumberOfLinks == 1;
+}
+
+// Whether the path leads to a file on a drive. Pipes and devices have other names, and to open one
+// alone may wake whoever waits on it.
+bool isOnDrive(const char* path) {
+    std::array<char, 2 * MAX_PATH> full{};
+    const DWORD length =
+        GetFullPathNameA(path, static_cast<DWORD>(full.size()), full.data(), nullptr);
+    return length >= 3 && length < full.size() &&
+           std::isalpha(static_cast<unsigned char>(full[0])) != 0 && full[1] == ':' &&
+           full[2] == '\\';
+}
+
+// Opens nothing but a plain file of this user's, made if it is missing, and leaves it to him alone.
+// INVALID_HANDLE_VALUE on failure.
+HANDLE openOwnFile(const char* path, DWORD access) {
+    const OwnBlock<void> descriptor = ownersAlone();
+    if (!isOnDrive(path) || !descriptor) {
+        return INVALID_HANDLE_VALUE;
+    }
+    SECURITY_ATTRIBUTES attributes{sizeof attributes, descriptor.get(), FALSE};
+    HANDLE file = CreateFileA(path, access | READ_CONTROL | WRITE_DAC | SYNCHRONIZE,
+                              FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, &attributes,
+                              OPEN_ALWAYS, FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+    if (file != INVALID_HANDLE_VALUE &&
+        (!isPlainFile(file) || !isOwnersFile(file) ||
+         SetKernelObjectSecurity(file, DACL_SECURITY_INFORMATION, descriptor.get()) == FALSE)) {
+        CloseHandle(file);
+        file = INVALID_HANDLE_VALUE;
+    }
+    return file;
+}
+
+// Makes the file end there.
+bool setLength(HANDLE file, std::int64_t length) {
+    LARGE_INTEGER end{};
+    end.QuadPart = length;
+    return SetFilePointerEx(file, end, nullptr, FILE_BEGIN) != FALSE && SetEndOfFile(file) != FALSE;
+}
+
+OVERLAPPED placeOf(std::int64_t offset) {
+    OVERLAPPED place{};
+    place.Offset = static_cast<DWORD>(offset);
+    place.OffsetHigh = static_cast<DWORD>(offset >> 32);
+    return place;
+}
+
+// One piece of the tail, to its place from `offset` to `target`.
+void moveBytes(HANDLE file, char* buffer, DWORD length, std::int64_t offset, std::int64_t target) {
+    std::fill_n(buffer, length, '\0');
+    DWORD moved = 0;
+    OVERLAPPED from = placeOf(offset);
+    ReadFile(file, buffer, length, &moved, &from);
+    OVERLAPPED to = placeOf(target);
+    WriteFile(file, buffer, length, &moved, &to);
+}
+
+}  // namespace
+
+void TraceFile::openEmptied(const char* path) {
+    descriptor_ = static_cast<int>(HandleToLong(openOwnFile(path, GENERIC_WRITE)));
+    if (descriptor_ != none && !setLength(handleOf(descriptor_), 0)) {
+        close();
+    }
+}
+
+void TraceFile::openAppending(const char* path) {
+    descriptor_ =
+        static_cast<int>(HandleToLong(openOwnFile(path, FILE_APPEND_DATA | FILE_READ_ATTRIBUTES)));
+    if (descriptor_ != none) {
+        SetFilePointerEx(handleOf(descriptor_), {}, nullptr, FILE_END);
+    }
+}
+
+void TraceFile::write(std::string_view text) {
+    if (descriptor_ != none) {
+        DWORD written = 0;
+        if (WriteFile(handleOf(descriptor_), text.data(), static_cast<DWORD>(text.size()), &written,
+                      nullptr) == FALSE ||
+            written != text.size()) {
+            close();
+        }
+    }
+}
+
+std::int64_t TraceFile::position() const {
+    LARGE_INTEGER position{};
+    position.QuadPart = -1;
+    if (descriptor_ != none) {
+        SetFilePointerEx(handleOf(descriptor_), {}, &position, FILE_CURRENT);
+    }
+    return position.QuadPart;
+}
+
+void TraceFile::close() {
+    if (descriptor_ != none) {
+        CloseHandle(handleOf(descriptor_));
+        descriptor_ = none;
+    }
+}
+
+void keepTail(const char* path, std::int64_t position, std::int64_t count) {
+    const HANDLE file = openOwnFile(path, GENERIC_READ | GENERIC_WRITE);
+    if (file != INVALID_HANDLE_VALUE) {
+        char buffer[4096];
+        for (std::int64_t done = 0; done < count;) {
+            const auto length = std::min<std::int64_t>(count - done, sizeof buffer);
+            moveBytes(file, buffer, static_cast<DWORD>(length), position - count + done, done);
+            done += length;
+        }
+        setLength(file, count);
+        CloseHandle(file);
+    }
+}
+
+}  // namespace platform
