@@ -118,7 +118,14 @@ u32 RMApduTalker::getContext(ReaderContext*& out) {
         logEvent("RMApduTalker::getContext", "Reader Context full");
         return result::outOfMemory;
     }
-    return openContext(*reservation, out);
+    try {
+        return openContext(*reservation, out);
+    } catch (...) {
+        if (out == nullptr) {
+            reservation->release();
+        }
+        throw;
+    }
 }
 
 // Connects outside the mutex, so a slow connect holds no other thread up; the record then enters

@@ -7,6 +7,7 @@ namespace ksigil::status {
 
 constexpr u16 success = 0x9000;
 constexpr u16 pathNotFound = 0x6407;
+constexpr u16 notEnoughMemory = 0x6409;
 
 }  // namespace ksigil::status
 

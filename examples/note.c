@@ -1,5 +1,4 @@
-/* Logs in with the password on standard input, writes a file on the token, reads it back and lists
- * the root. */
+/* Logs in with the password on standard input; writes a file, reads it back and lists the root. */
 #include <ksigil.h>
 #include <stdio.h>
 #include <string.h>
@@ -15,14 +14,13 @@ static int failed(const char* what, uint32_t result) {
     return result != KSIGIL_OK;
 }
 
-static int work(const char* password) {
+static int work(void) {
     static const char path[] = "3f001234";
     static const uint8_t note[] = "a note\n";
     static ksigil_object children[KSIGIL_MAX_CHILDREN];
-    uint8_t content[sizeof note] = {0};
+    uint8_t content[sizeof note] = "";
     size_t count = 0;
-    if (failed("log in", ksigil_login(token, (const uint8_t*)password, strlen(password))) ||
-        failed("make the file", ksigil_make_file(token, path, sizeof note - 1, 1)) ||
+    if (failed("make the file", ksigil_make_file(token, path, sizeof note - 1, 1)) ||
         failed("write", ksigil_write_file(token, path, note, sizeof note - 1)) ||
         failed("read", ksigil_read(token, path, 0, content, sizeof note - 1)) ||
         failed("list", ksigil_list(token, "3f00", children, KSIGIL_MAX_CHILDREN, &count))) {
@@ -32,7 +30,7 @@ static int work(const char* password) {
     for (size_t i = 0; i < count; ++i) {
         printf("%04x %u bytes\n", children[i].id, (unsigned int)children[i].size);
     }
-    return failed("log out", ksigil_logout(token));
+    return 0;
 }
 
 int main(void) {
@@ -42,7 +40,10 @@ int main(void) {
         return 1;
     }
     password[strcspn(password, "\n")] = 0;
-    const int status = work(password);
+    int status = failed("log in", ksigil_login(token, (const uint8_t*)password, strlen(password)));
+    if (status == 0) { /* a login outlives the program: it ends also behind a failure */
+        status = work() | failed("log out", ksigil_logout(token));
+    }
     ksigil_close(token); /* and the lock with it */
     return status;
 }

@@ -11,12 +11,14 @@ NOTE = b"a note\n"
 def work(password):
     with ksigil.open() as token, token.lock():
         token.login(password.encode())
-        token.make_file(PATH, len(NOTE), private=True)
-        token.write_file(PATH, NOTE)
-        print(token.read_file(PATH).decode(), end="")
-        for child in token.list("3f00"):
-            print(f"{child.id:04x} {child.size} bytes")
-        token.logout()
+        try:
+            token.make_file(PATH, len(NOTE), private=True)
+            token.write_file(PATH, NOTE)
+            print(token.read_file(PATH).decode(), end="")
+            for child in token.list("3f00"):
+                print(f"{child.id:04x} {child.size} bytes")
+        finally:
+            token.logout()  # a login outlives the program
 
 
 try:

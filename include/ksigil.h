@@ -8,8 +8,8 @@
  * command that the token refused with status word xxxx, all else a PC/SC or system error.
  * `ksigil_result_text` has words for a number, `ksigil_reason` the reason of this thread's last
  * failure. These numbers any function may give, and its own lines don't repeat them:
- *   KSIGIL_INVALID_HANDLE     the token handle is null, was closed, or was opened by the process
- *                             that forked this one
+ *   KSIGIL_INVALID_HANDLE     the token handle is null or was closed, or a fork has made this
+ *                             process
  *   KSIGIL_INVALID_ARGUMENT   a null pointer, a length beyond the stated range, a path that is
  *                             none; nothing is sent
  *   KSIGIL_NO_HOST_MEMORY     the host's memory does not suffice
@@ -30,9 +30,12 @@
  *
  * Threads. Any thread may use a handle at any time. Each thread that does has a connection of its
  * own to the reader, made at its first operation: at most 64 for a reader, which a thread gives
- * back with `ksigil_thread_done`. Two handles that were opened by the same name share a thread's
- * connection, and with it the depth of its lock. Under two names of one reader they are two users:
- * a thread that holds the lock of one would wait for itself in the other.
+ * back with `ksigil_thread_done`. A thread that ends without it leaves its connection, and a lock
+ * that it holds, to a later thread which the system gives the same number. Two handles of one
+ * reader share a thread's connection, and with it the depth of its lock.
+ *
+ * Forks. A child that was forked from a process which has used the library has no use of it: its
+ * functions give KSIGIL_INVALID_HANDLE. It uses the library again behind an exec.
  *
  * Lost connections. An operation that meets 6, 0x80100017, 0x80100068 or 0x80100069 (the resource
  * manager, the reader or the token went away, or the token was reset) fails with that number, and
@@ -284,8 +287,9 @@ uint32_t ksigil_get_protector(ksigil_token* token, ksigil_protector* protector);
 /* Makes what is missing of the protector: entry, directory, key with a random value; needs the
  * login where the token says so. What is there stays as it is. `is_weak`, if not null, becomes 1
  * where the key was made without a random source of the system and keeps nothing secret, else 0.
- * KSIGIL_NO_SPACE: the table of application entries is full, or no directory is free. A failure
- * leaves what was made before it; a key that is then without its value has to be removed first. */
+ * KSIGIL_NO_SPACE: the table of application entries is full, or no directory is free.
+ * KSIGIL_NO_TOKEN_MEMORY: the token has no room. A failure leaves what was made before it; a key
+ * that is then without its value has to be removed first. */
 uint32_t ksigil_prepare_protector(ksigil_token* token, int* is_weak);
 
 /* Application entries: 4 bytes for a 32-bit application id, in the file "3f00a1a1". A change reads
@@ -307,7 +311,8 @@ uint32_t ksigil_list_entries(ksigil_token* token, ksigil_entry* entries, size_t 
 uint32_t ksigil_get_entry(ksigil_token* token, uint32_t id, uint8_t content[KSIGIL_ENTRY_LENGTH]);
 
 /* Adds the entry or replaces its content; makes the file if there is none. KSIGIL_NO_SPACE: the
- * table is full; it stays as it is. */
+ * table is full. KSIGIL_NO_TOKEN_MEMORY: the token has no room for a longer one. Either way it
+ * stays as it is. */
 uint32_t ksigil_set_entry(ksigil_token* token, uint32_t id,
                           const uint8_t content[KSIGIL_ENTRY_LENGTH]);
 

@@ -67,9 +67,10 @@ class QVAppEntry {
     // Without a file no entry exists, which is no failure.
     u32 isAppEntryExist(ApduTalker& talker, u32 id, bool& exists) const;
 
-    // Whether an entry with that id is there or would still find room: one record more than the
-    // file can hold, and `set_kSAppEntry` loses them all.
-    u32 hasRoom(ApduTalker& talker, u32 id, bool& room) const;
+    // 0 if an entry with that id is there or finds room. Where it gives another number,
+    // `set_kSAppEntry` would lose all entries: result::notEnoughMemory, the file holds as many as
+    // it can; 0xE0066409, the token has no memory for one more.
+    u32 checkRoom(ApduTalker& talker, u32 id) const;
 
     // Finds the first id from `directory` on (hexadecimal digits, from 1000 to ffef) that no object
     // in the root has; `directory` becomes that id, in lower case. Makes and reserves nothing.

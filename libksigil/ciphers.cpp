@@ -48,6 +48,9 @@ u32 run(ksigil_token* token, const Cipher& cipher, const Transform& transform) {
     return onToken(token, blocks, [&](ApduTalker& talker) {
         std::vector<u8> output;
         const u32 rv = transform(talker, bytesOf(cipher.input, cipher.length), output);
+        if (rv == KSIGIL_INVALID_ARGUMENT) {
+            return because(rv, "what was to be decrypted was not encrypted with this key");
+        }
         if (rv == result::success) {
             std::copy(output.begin(), output.end(), cipher.output);
             *cipher.outputLength = output.size();
@@ -57,13 +60,14 @@ u32 run(ksigil_token* token, const Cipher& cipher, const Transform& transform) {
 }
 
 u32 runKey(ksigil_token* token, const char* path, const Cipher& cipher) {
-    if (!isPath(path)) {
-        return withReason(KSIGIL_INVALID_ARGUMENT);
-    }
-    return run(token, cipher,
-               [&](ApduTalker& talker, const std::vector<u8>& input, std::vector<u8>& output) {
-                   return QVFileSystem().desx(talker, path, cipher.encrypt, input, output);
-               });
+    const u32 bad = checkPath(path);
+    return bad != KSIGIL_OK
+               ? bad
+               : run(token, cipher,
+                     [&](ApduTalker& talker, const std::vector<u8>& input,
+                         std::vector<u8>& output) {
+                         return QVFileSystem().desx(talker, path, cipher.encrypt, input, output);
+                     });
 }
 
 u32 runProtector(ksigil_token* token, const Cipher& cipher) {
@@ -101,13 +105,12 @@ u32 look(ApduTalker& talker, ksigil_protector& protector) {
 u32 prepare(ApduTalker& talker, int* isWeak) {
     QVProtector protector;
     ksigil_protector before{};
-    bool room = true;
     u32 rv = look(talker, before);
     if (rv == result::success) {
-        rv = protector.hasRoom(talker, room);
+        rv = protector.checkRoom(talker);
     }
     if (rv == result::success) {
-        rv = room ? protector.create(talker) : result::notEnoughMemory;
+        rv = protector.create(talker);
     }
     if (rv == result::success && isWeak != nullptr) {
         const bool isNew = before.has_key == 0;
@@ -120,14 +123,14 @@ u32 prepare(ApduTalker& talker, int* isWeak) {
 
 uint32_t ksigil_write_key(ksigil_token* token, const char* path, const uint8_t* value,
                           size_t length) {
-    if (!isPath(path) || !isBuffer(value, length)) {
+    if (!isBuffer(value, length)) {
         return withReason(KSIGIL_INVALID_ARGUMENT);
     }
     if (length != KSIGIL_KEY_LENGTH) {
-        return withReason(KSIGIL_INVALID_PARAMETER);
+        return withReason(KSIGIL_INVALID_PARAMETER, "a key's value is 16 bytes long");
     }
-    return onToken(token, [=](ApduTalker& talker) {
-        return QVFileSystem().writeFile(talker, path, bytesOf(value, length));
+    return onPath(token, path, {}, [=](ApduTalker& talker, const std::string& at) {
+        return QVFileSystem().writeFile(talker, at, bytesOf(value, length));
     });
 }
 

@@ -24,11 +24,9 @@ ksigil_entry entryOf(const AppEntryRecord& record) {
 
 u32 setEntry(ApduTalker& talker, u32 id, const u8* content) {
     const QVAppEntry entries;
-    bool room = false;
-    u32 rv = entries.hasRoom(talker, id, room);
+    u32 rv = entries.checkRoom(talker, id);
     if (rv == result::success) {
-        rv = room ? entries.set_kSAppEntry(talker, id, bytesOf(content, KSIGIL_ENTRY_LENGTH))
-                  : result::notEnoughMemory;
+        rv = entries.set_kSAppEntry(talker, id, bytesOf(content, KSIGIL_ENTRY_LENGTH));
     }
     return rv;
 }

@@ -12,6 +12,9 @@ using namespace ksigil;
 
 namespace {
 
+constexpr const char* otherSize =
+    "the file has another size, which it keeps: remove it and make it anew";
+
 Transfer reading(std::size_t length) {
     return {ApduReadBinary::instruction, largestChunk, length};
 }
@@ -42,52 +45,58 @@ u32 sizeOf(ApduTalker& talker, const std::string& path, std::size_t& size) {
 
 uint32_t ksigil_read(ksigil_token* token, const char* path, size_t offset, uint8_t* bytes,
                      size_t length) {
-    if (!isPath(path) || !isBuffer(bytes, length) || !isRange(offset, length)) {
+    if (!isBuffer(bytes, length)) {
         return withReason(KSIGIL_INVALID_ARGUMENT);
     }
-    return onToken(token, reading(length), [=](ApduTalker& talker) {
-        return readInto(talker, path, offset, bytes, length);
+    if (const u32 bad = checkRange(offset, length); bad != KSIGIL_OK) {
+        return bad;
+    }
+    return onPath(token, path, reading(length), [=](ApduTalker& talker, const std::string& at) {
+        return readInto(talker, at, offset, bytes, length);
     });
 }
 
 uint32_t ksigil_read_file(ksigil_token* token, const char* path, uint8_t* bytes, size_t capacity,
                           size_t* length) {
-    if (!isPath(path) || !isBuffer(bytes, capacity) || length == nullptr) {
+    if (!isBuffer(bytes, capacity) || length == nullptr) {
         return withReason(KSIGIL_INVALID_ARGUMENT);
     }
-    return onToken(token, reading(capacity), [=](ApduTalker& talker) {
+    return onPath(token, path, reading(capacity), [=](ApduTalker& talker, const std::string& at) {
         std::size_t size = 0;
-        const u32 rv = sizeOf(talker, path, size);
+        const u32 rv = sizeOf(talker, at, size);
         if (rv != result::success) {
             return rv;
         }
         *length = size;
-        return size > capacity ? KSIGIL_BUFFER_TOO_SMALL : readInto(talker, path, 0, bytes, size);
+        return size > capacity ? KSIGIL_BUFFER_TOO_SMALL : readInto(talker, at, 0, bytes, size);
     });
 }
 
 uint32_t ksigil_write(ksigil_token* token, const char* path, size_t offset, const uint8_t* bytes,
                       size_t length) {
-    if (!isPath(path) || !isBuffer(bytes, length) || !isRange(offset, length)) {
+    if (!isBuffer(bytes, length)) {
         return withReason(KSIGIL_INVALID_ARGUMENT);
     }
-    return onToken(token, writing(length), [=](ApduTalker& talker) {
-        return QVFileSystem().writeFile(talker, path, static_cast<u32>(offset),
+    if (const u32 bad = checkRange(offset, length); bad != KSIGIL_OK) {
+        return bad;
+    }
+    return onPath(token, path, writing(length), [=](ApduTalker& talker, const std::string& at) {
+        return QVFileSystem().writeFile(talker, at, static_cast<u32>(offset),
                                         bytesOf(bytes, length));
     });
 }
 
 uint32_t ksigil_write_file(ksigil_token* token, const char* path, const uint8_t* bytes,
                            size_t length) {
-    if (!isPath(path) || !isBuffer(bytes, length) || length > largestRange) {
+    if (!isBuffer(bytes, length) || length > largestRange) {
         return withReason(KSIGIL_INVALID_ARGUMENT);
     }
-    return onToken(token, writing(length), [=](ApduTalker& talker) {
+    return onPath(token, path, writing(length), [=](ApduTalker& talker, const std::string& at) {
         std::size_t size = 0;
-        u32 rv = sizeOf(talker, path, size);
+        u32 rv = sizeOf(talker, at, size);
         if (rv == result::success) {
-            rv = size == length ? QVFileSystem().writeFile(talker, path, 0, bytesOf(bytes, length))
-                                : KSIGIL_INVALID_ARGUMENT;
+            rv = size == length ? QVFileSystem().writeFile(talker, at, 0, bytesOf(bytes, length))
+                                : because(KSIGIL_INVALID_ARGUMENT, otherSize);
         }
         return rv;
     });

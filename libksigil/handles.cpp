@@ -47,6 +47,17 @@ std::shared_ptr<RMApduTalker> talkerOf(ksigil_token* handle) {
     return found == all.talkers.end() ? nullptr : found->second;
 }
 
+std::vector<std::string> openReaderNames() {
+    Handles& all = handles();
+    const std::lock_guard guard(all.mutex);
+    std::vector<std::string> names;
+    names.reserve(all.talkers.size());
+    for (const auto& [number, talker] : all.talkers) {
+        names.push_back(talker->getReaderName());
+    }
+    return names;
+}
+
 void closeHandle(ksigil_token* handle) noexcept {
     if (platform::isForked()) {
         return;

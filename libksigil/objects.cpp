@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "Components/qv_aid/qv_filesystem.h"
+#include "Components/qv_aid/qv_token_info.h"
 #include "apdulib/apdu_info.h"
 #include "apdulib/token_names.h"
 #include "include/ksigil.h"
@@ -16,46 +17,35 @@ using namespace ksigil;
 
 namespace {
 
-// How the token tells of itself.
-struct InfoReply {
-    u8 colour;
-    Le16 packages;
-    u8 serial[8];
-    Le32 bytesUsed;
-    Le32 bytesTotal;
-};
-
-static_assert(sizeof(InfoReply) == sizeof(ApduGetInfo::Reply));
-static_assert(sizeof(Le16) == sizeof(ApduGetWord::Reply));
-
-// Copies the frame's reply if all of it arrived.
-u32 ask(ApduTalker& talker, Apdu& frame, void* reply, u32 length) {
+u32 askForVersion(ApduTalker& talker, u16& version) {
+    ApduGetWord frame;
+    Le16 word = 0;
+    static_assert(sizeof word == sizeof(ApduGetWord::Reply));
     u32 rv = transmitChecked(talker, frame);
-    if (rv == result::success && frame.replyDataLength() < length) {
+    if (rv == result::success && frame.replyDataLength() < sizeof word) {
         rv = result::communicationError;
     }
     if (rv == result::success) {
-        std::memcpy(reply, frame.reply(), length);
+        std::memcpy(static_cast<void*>(&word), frame.reply(), sizeof word);
+        version = word;
     }
     return rv;
 }
 
 u32 askForInfo(ApduTalker& talker, ksigil_token_info& info) {
-    ApduGetInfo infoFrame;
-    ApduGetWord wordFrame;
-    InfoReply reply{};
-    Le16 version = 0;
-    u32 rv = ask(talker, infoFrame, &reply, sizeof reply);
+    QVTokenInfo told;
+    u16 version = 0;
+    u32 rv = readTokenInfo(talker, told);
     if (rv == result::success) {
-        rv = ask(talker, wordFrame, &version, sizeof version);
+        rv = askForVersion(talker, version);
     }
     if (rv == result::success) {
-        std::copy(std::begin(reply.serial), std::end(reply.serial), info.serial);
-        info.bytes_used = reply.bytesUsed;
-        info.bytes_total = reply.bytesTotal;
-        info.packages = reply.packages;
+        std::copy(told.serial.begin(), told.serial.end(), info.serial);
+        info.bytes_used = told.bytesUsed;
+        info.bytes_total = told.bytesTotal;
+        info.packages = told.packages;
         info.version = version;
-        info.colour = reply.colour;
+        info.colour = told.colour;
     }
     return rv;
 }
@@ -69,13 +59,15 @@ ksigil_object objectOf(const QVFileInfo& info) {
     return object;
 }
 
-// Runs a call of the services on the path.
+// Runs a call that makes an object.
 template <typename Work>
-u32 onPath(ksigil_token* token, const char* path, const Work& work) {
-    if (!isPath(path)) {
-        return withReason(KSIGIL_INVALID_ARGUMENT);
+u32 onNewPath(ksigil_token* token, const char* path, const Work& work) {
+    constexpr std::size_t rootLength = 4;
+    if (isPath(path) && std::strlen(path) == rootLength) {
+        return withReason(KSIGIL_INVALID_ARGUMENT,
+                          "an object is made in a directory: its path has two levels or more");
     }
-    return onToken(token, [&](ApduTalker& talker) { return work(talker, std::string(path)); });
+    return onPath(token, path, {}, work);
 }
 
 }  // namespace
@@ -99,7 +91,7 @@ uint32_t ksigil_get_object(ksigil_token* token, const char* path, ksigil_object*
     if (object == nullptr) {
         return withReason(KSIGIL_INVALID_ARGUMENT);
     }
-    return onPath(token, path, [=](ApduTalker& talker, const std::string& at) {
+    return onPath(token, path, {}, [=](ApduTalker& talker, const std::string& at) {
         QVFileInfo info;
         const u32 rv = QVFileSystem().getFileInfo(talker, at, info);
         if (rv == result::success) {
@@ -114,7 +106,7 @@ uint32_t ksigil_list(ksigil_token* token, const char* path, ksigil_object* child
     if (count == nullptr || !isBuffer(children, capacity)) {
         return withReason(KSIGIL_INVALID_ARGUMENT);
     }
-    return onPath(token, path, [=](ApduTalker& talker, const std::string& at) {
+    return onPath(token, path, {}, [=](ApduTalker& talker, const std::string& at) {
         std::vector<QVFileInfo> found;
         const u32 rv = QVFileSystem().directoryPath(talker, at, found);
         if (rv != result::success) {
@@ -133,31 +125,31 @@ uint32_t ksigil_make_file(ksigil_token* token, const char* path, size_t size, in
     if (size > largestRange) {
         return withReason(KSIGIL_INVALID_ARGUMENT);
     }
-    return onPath(token, path, [=](ApduTalker& talker, const std::string& at) {
+    return onNewPath(token, path, [=](ApduTalker& talker, const std::string& at) {
         return QVFileSystem().createFile(talker, at, static_cast<u32>(size), is_private != 0);
     });
 }
 
 uint32_t ksigil_make_directory(ksigil_token* token, const char* path, int is_private) {
-    return onPath(token, path, [=](ApduTalker& talker, const std::string& at) {
+    return onNewPath(token, path, [=](ApduTalker& talker, const std::string& at) {
         return QVFileSystem().createDirectory(talker, at, is_private != 0);
     });
 }
 
 uint32_t ksigil_make_key(ksigil_token* token, const char* path, int is_two_factor) {
-    return onPath(token, path, [=](ApduTalker& talker, const std::string& at) {
+    return onNewPath(token, path, [=](ApduTalker& talker, const std::string& at) {
         return QVFileSystem().createFile(talker, at, is_two_factor != 0);
     });
 }
 
 uint32_t ksigil_remove(ksigil_token* token, const char* path) {
-    return onPath(token, path, [](ApduTalker& talker, const std::string& at) {
+    return onPath(token, path, {}, [](ApduTalker& talker, const std::string& at) {
         return QVFileSystem().deletePath(talker, at);
     });
 }
 
 uint32_t ksigil_remove_tree(ksigil_token* token, const char* path) {
-    return onPath(token, path, [](ApduTalker& talker, const std::string& at) {
+    return onPath(token, path, {}, [](ApduTalker& talker, const std::string& at) {
         return QVFileSystem().del(talker, at);
     });
 }

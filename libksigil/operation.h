@@ -1,10 +1,12 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "apdulib/rm_apdutalker.h"
 #include "include/ksigil.h"
 #include "include/result_numbers.h"
+#include "libksigil/arguments.h"
 #include "libksigil/metered_talker.h"
 #include "libksigil/reason.h"
 #include "platform/waiting_notice.h"
@@ -73,6 +75,16 @@ u32 onToken(ksigil_token* handle, const Transfer& transfer, const Work& work) no
 template <typename Work>
 u32 onToken(ksigil_token* handle, const Work& work) noexcept {
     return onToken(handle, Transfer{}, work);
+}
+
+// The same at a path, of which `work` has a copy.
+template <typename Work>
+u32 onPath(ksigil_token* handle, const char* path, const Transfer& transfer,
+           const Work& work) noexcept {
+    const u32 bad = checkPath(path);
+    return bad != KSIGIL_OK ? bad : onToken(handle, transfer, [&](ApduTalker& talker) {
+        return work(talker, std::string(path));
+    });
 }
 
 }  // namespace ksigil

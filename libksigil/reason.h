@@ -10,4 +10,8 @@ namespace ksigil {
 // number. Gives the number back. Of a success it keeps nothing.
 u32 withReason(u32 rv, std::string_view why = {}) noexcept;
 
+// Keeps more than its number tells of a failure inside an operation, which ends with `rv`: a static
+// text. Gives the number back.
+u32 because(u32 rv, const char* why) noexcept;
+
 }  // namespace ksigil

@@ -37,6 +37,22 @@ u32 tellReaders(const std::vector<Reader>& found, ksigil_reader* readers, std::s
     return KSIGIL_OK;
 }
 
+// Under two names of one reader a thread would have two connections, and wait for itself. So the
+// name by which it is in use already is taken for the other.
+std::string nameInUse(const std::string& name) {
+    const std::vector<std::string> open = openReaderNames();
+    if (std::find(open.begin(), open.end(), name) != open.end()) {
+        return name;
+    }
+    platform::ResourceManager& manager = platform::resourceManager();
+    for (const std::string& other : open) {
+        if (manager.listedName(other) == manager.listedName(name)) {
+            return other;
+        }
+    }
+    return name;
+}
+
 u32 openReader(const char* reader, ksigil_token** token) {
     const std::string name = reader != nullptr ? reader : readerName;
     if (platform::isForked()) {
@@ -46,7 +62,7 @@ u32 openReader(const char* reader, ksigil_token** token) {
         return withReason(KSIGIL_UNKNOWN_READER);
     }
     const platform::SilentCalls silence;
-    const auto talker = std::make_shared<RMApduTalker>(name, SCARD_SHARE_SHARED);
+    const auto talker = std::make_shared<RMApduTalker>(nameInUse(name), SCARD_SHARE_SHARED);
     u32 rv = talker->create();
     if (rv == result::success) {
         ReaderContext* connected = nullptr;

@@ -30,6 +30,10 @@ class ResourceManager {
     // Appends the readers that there are. Needs no context, and makes no token.
     virtual std::uint32_t readers(std::vector<Reader>& readers, std::string& why) = 0;
 
+    // The name under which the reader is listed that `connect` would choose for the given name;
+    // the given name where none is. Does not wait for a holder of the card.
+    virtual std::string listedName(const std::string& given) { return given; }
+
     virtual std::uint32_t establish(std::uint32_t scope, std::uint32_t& context,
                                     std::string& why) = 0;
     // Closes the context's connections too.

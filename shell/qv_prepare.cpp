@@ -72,12 +72,10 @@ std::string lineOf(const std::function<std::string()>& work) {
 
 // Empty unless the table of application entries can't take one more: to try would lose them all.
 std::string fullTable(ApduTalker& talker, const QVProtector& protector) {
-    bool room = true;
-    std::string failure = failureLine(protector.hasRoom(talker, room));
-    if (failure.empty() && !room) {
-        failure = "Failed: The table of application entries is full. Remove one first.";
-    }
-    return failure;
+    const u32 rv = protector.checkRoom(talker);
+    return rv == result::notEnoughMemory
+               ? "Failed: The table of application entries is full. Remove one first."
+               : failureLine(rv);
 }
 
 // Makes the missing parts, and tells also after a failure those that it knows of.

@@ -151,6 +151,7 @@ TEST_F(Library, RefusesArgumentsBeforeItSendsThem) {
     EXPECT_EQ(recorder.take(), "");
     for (const char* path : {"", "3f0", "3f00x001", "3f00\033[1"}) {
         EXPECT_EQ(ksigil_remove(t, path), KSIGIL_INVALID_ARGUMENT);
+        EXPECT_THAT(ksigil_reason(), HasSubstr("4 hexadecimal digits"));
         EXPECT_THAT(recorder.take(), testing::Not(HasSubstr("transmit")));
     }
 }
@@ -312,6 +313,12 @@ TEST_F(Library, WorksOnATokensObjects) {
     EXPECT_EQ(info.version, 0x100);
 }
 
+std::string pathInRoot(uint16_t id) {
+    char path[9];
+    std::snprintf(path, sizeof path, "3f00%04x", id);
+    return path;
+}
+
 TEST_F(Library, LosesNoEntryToOneTooMany) {
     const Handle handle;
     ksigil_token* const t = handle.token;
@@ -338,6 +345,19 @@ TEST_F(Library, LosesNoEntryToOneTooMany) {
     EXPECT_EQ(ksigil_list_entries(t, entries.data(), entries.size(), &count), 0U);
     EXPECT_EQ(count, size_t{KSIGIL_MAX_ENTRIES});
     EXPECT_EQ(entries[0].content[3], 4);
+
+    // To rewrite the table on a token that has 8 bytes free would lose it.
+    ksigil_token_info info{};
+    EXPECT_EQ(ksigil_remove(t, "3f00a1a1") + ksigil_set_entry(t, 7, content), 0U);
+    EXPECT_EQ(ksigil_get_token_info(t, &info), 0U);
+    for (size_t left = info.bytes_total - info.bytes_used - 8, size; left > 0; left -= size) {
+        size = std::min<size_t>(left, KSIGIL_MAX_FILE_SIZE);
+        EXPECT_EQ(ksigil_find_directory(t, 0x2000, &id), 0U);
+        EXPECT_EQ(ksigil_make_file(t, pathInRoot(id).c_str(), size, 0), 0U);
+    }
+    EXPECT_EQ(ksigil_set_entry(t, 8, content), KSIGIL_NO_TOKEN_MEMORY);
+    EXPECT_EQ(ksigil_prepare_protector(t, nullptr), KSIGIL_NO_TOKEN_MEMORY);
+    EXPECT_EQ(ksigil_set_entry(t, 7, content) + ksigil_get_entry(t, 7, read), 0U);
 }
 
 struct Told {

@@ -157,6 +157,11 @@ TEST_F(Pcscd, IsLostAndFoundAgainByALibrarysUser) {
     EXPECT_EQ(ksigil_readers(readers, 2, &count), 0U);
     EXPECT_EQ(count, 2U);
     EXPECT_EQ(readers[0].has_token + 2 * readers[1].has_token, 2);
+    // By the reader's other name it is the same user, who does not wait for itself.
+    ksigil_token* same = nullptr;
+    EXPECT_EQ(ksigil_lock(token) + ksigil_open(readers[1].name, &same), 0U) << ksigil_reason();
+    EXPECT_EQ(ksigil_lock(same) + ksigil_unlock(token) + ksigil_unlock(same), 0U);
+    ksigil_close(same);
     const struct {
         std::function<void()> loss, mend;
         uint32_t result;

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "Components/qv_aid/qv_filesystem.h"
+#include "Components/qv_aid/qv_token_info.h"
 #include "apdulib/status_message.h"
 #include "include/log_gate.h"
 #include "include/result_numbers.h"
@@ -110,12 +111,24 @@ u32 QVAppEntry::isAppEntryExist(ApduTalker& talker, u32 id, bool& exists) const 
     return log.serviceExit(rv);
 }
 
-u32 QVAppEntry::hasRoom(ApduTalker& talker, u32 id, bool& room) const {
+u32 QVAppEntry::checkRoom(ApduTalker& talker, u32 id) const {
     std::vector<AppEntryRecord> records;
     u32 rv = readAppEntryFile(talker, records);
-    if (rv == result::success || isFileAbsent(rv)) {
-        room = records.size() < mostRecords || findAppEntry(records, id) != records.end();
-        rv = result::success;
+    const bool isNewFile = isFileAbsent(rv);
+    if (rv != result::success && !isNewFile) {
+        return rv;
+    }
+    if (findAppEntry(records, id) != records.end()) {
+        return result::success;
+    }
+    if (records.size() >= mostRecords) {
+        return result::notEnoughMemory;
+    }
+    QVTokenInfo info;
+    rv = readTokenInfo(talker, info);
+    const u64 used = u64{info.bytesUsed} + recordLength + (isNewFile ? labelLength : 0);
+    if (rv == result::success && used > info.bytesTotal) {
+        rv = result::statusWordBase | status::notEnoughMemory;
     }
     return rv;
 }

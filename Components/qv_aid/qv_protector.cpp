@@ -40,8 +40,8 @@ u32 QVProtector::maxOperationLength(u32 inputLength, u32* outputLength) const {
     return log.serviceExit(result::success);
 }
 
-u32 QVProtector::hasRoom(ApduTalker& talker, bool& room) const {
-    return QVAppEntry().hasRoom(talker, applicationId, room);
+u32 QVProtector::checkRoom(ApduTalker& talker) const {
+    return QVAppEntry().checkRoom(talker, applicationId);
 }
 
 u32 QVProtector::look(ApduTalker& talker, std::vector<Part>& parts) const {

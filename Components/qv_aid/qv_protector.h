@@ -53,8 +53,8 @@ class QVProtector {
     // `parts` in this order and changes nothing. On failure those before it are in `parts`.
     u32 look(ApduTalker& talker, std::vector<Part>& parts) const;
 
-    // Whether `create` finds room for its application entry, as QVAppEntry::hasRoom tells.
-    u32 hasRoom(ApduTalker& talker, bool& room) const;
+    // Whether `create` finds room for its application entry, as QVAppEntry::checkRoom tells.
+    u32 checkRoom(ApduTalker& talker) const;
 
     // The kind of the random source from which `create` takes a key's value, as Rng numbers them.
     u32 sourceKind() const { return rng->sourceKind(); }

@@ -169,6 +169,19 @@ std::uint32_t SystemResourceManager::readers(std::vector<Reader>& readers, std::
     return number(rv);
 }
 
+std::string SystemResourceManager::listedName(const std::string& given) {
+    SCARDCONTEXT context = 0;
+    std::string name;
+    if (SCardEstablishContext(SCARD_SCOPE_SYSTEM, nullptr, nullptr, &context) == SCARD_S_SUCCESS) {
+        std::vector<std::string> listed;
+        if (listReaders(context, listed) == SCARD_S_SUCCESS) {
+            name = chooseReader(context, listed, given.c_str());
+        }
+        SCardReleaseContext(context);
+    }
+    return name.empty() ? given : name;
+}
+
 std::uint32_t SystemResourceManager::establish(std::uint32_t scope, std::uint32_t& context,
                                                std::string& why) {
     SCARDCONTEXT established = 0;

@@ -20,6 +20,7 @@ class SystemResourceManager : public ResourceManager {
   public:
     std::string leadsTo() const override { return "the system's resource manager"; }
     std::uint32_t readers(std::vector<Reader>& readers, std::string& why) override;
+    std::string listedName(const std::string& given) override;
     std::uint32_t establish(std::uint32_t scope, std::uint32_t& context, std::string& why) override;
     std::uint32_t release(std::uint32_t context) override;
     std::uint32_t connect(std::uint32_t context, const char* reader, std::uint32_t shareMode,
