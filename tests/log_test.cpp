@@ -106,7 +106,7 @@ const std::string noEntry = serves("isAppEntryExist", "0", noEntries);
 
 // The whole of a fresh token's preparation, under its lock.
 const std::string prepared =
-    noEntry + noEntries + sent +
+    noEntry + noEntries + exchange +
     serves("QVProtector::create", "0",
            serves("QVProtector::initialize", "0",
                   noEntry +
