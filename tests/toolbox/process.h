@@ -42,6 +42,7 @@ class Process {
         close(out[1]);
         in_ = in[1];
         out_ = fdopen(out[0], "r");
+        setvbuf(out_, nullptr, _IONBF, 0);  // so that a poll sees every line that is left
     }
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
