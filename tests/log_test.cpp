@@ -2,16 +2,8 @@
 
 #include <gmock/gmock.h>
 
-#include <thread>
-
-#include "Components/qv_aid/qv_filesystem.h"
-#include "Components/qv_aid/qv_protector.h"
-#include "apdulib/rm_apdutalker.h"
-#include "include/log_gate.h"
-#include "include/qv_appentry.h"
 #include "platform/win32.h"
 #include "tests/toolbox/programs.h"
-#include "tests/toolbox/recording_resource_manager.h"
 
 using namespace ksigil;
 
@@ -19,17 +11,12 @@ namespace {
 
 using testing::MatchesRegex;
 
-static_assert(!std::is_constructible_v<LogText, const char*>);
-static_assert(!std::is_convertible_v<std::string, LogPath>);
-static_assert(!std::is_constructible_v<LogNumber, u8> && !std::is_constructible_v<LogNumber, char>);
-
-// Built before the source that opens the trace, and gone after `main`.
-const struct Outlasting {
-    Outlasting() { logEvent("static", ""); }
-    ~Outlasting() { logEvent("static", ""); }
-} outlasting;
-
 struct Trace : Programs {
+    // Runs programs as in Programs; $self is the one of log_roles.
+    std::string run(const std::string& commands) const {
+        return Programs::run("self='timeout 20 " ROLES "'; " + commands);
+    }
+
     // The lines behind their process and thread.
     std::string trace() const {
         std::istringstream lines(contentOf(file("qvsh.log")));
@@ -38,6 +25,35 @@ struct Trace : Programs {
             EXPECT_THAT(line, MatchesRegex("[1-9][0-9 ]{8} [1-9][0-9 ]{8} [^ ].*"));
         }
         return all;
+    }
+};
+
+// The same on any system, with the programs of Windows, under Wine, where KSIGIL_WINDOWS names
+// their folder.
+struct TraceAnywhere : Trace {
+    const bool isWindows = std::getenv("KSIGIL_WINDOWS") != nullptr;
+
+    std::string run(const std::string& commands) const {
+        return Trace::run(
+            (isWindows ? "self=\"timeout 60 wine $KSIGIL_WINDOWS/tests/log_roles.exe\"; " : "") +
+            commands);
+    }
+
+    // Lines of NAME=VALUE. In the registry a value is a number if it can be one.
+    void configure(const std::string& text) {
+        const std::string key = "HKEY_LOCAL_MACHINE\\Software\\Veldane\\kSigil\\Logging]\n";
+        std::ostringstream values;
+        values << "REGEDIT4\n\n[-" << key << "[" << key << "\"Path\"=\"Z:" << path() << "\"\n"
+               << std::hex;
+        std::istringstream lines(text);
+        for (std::string name, value; std::getline(std::getline(lines, name, '='), value);) {
+            const bool isNumber = value.find_first_not_of("0123456789") == std::string::npos;
+            values << '"' << name << "\"=";
+            isNumber ? values << "dword:" << std::stoul(value) : values << '"' << value << '"';
+            values << '\n';
+        }
+        put("conf", isWindows ? values.str() : text);
+        EXPECT_EQ(isWindows ? run("wine regedit conf") : "0", "0");
     }
 };
 
@@ -167,33 +183,7 @@ TEST_F(Trace, TellsAWholeSession) {
     EXPECT_EQ(trace(), "");
 }
 
-// Calls that no session makes.
-void makeOtherCalls() {
-    RecordingResourceManager manager;
-    RMApduTalker talker("a reader", 2);
-    std::vector<u8> bytes;
-    u32 length = 0;
-    manager.results = {{"connect", {0x80100017}}, {"end", {6}}};
-    talker.lock();
-    talker.create();
-    talker.create();
-    talker.unlock(0);
-    talker.lock();
-    talker.lock();
-    talker.unlock(0);
-    talker.unlock(0);
-    talker.detach(0);
-    talker.unlock(0);
-    talker.reconnect(0);
-    QVFileSystem().readFile(talker, "3f", bytes);
-    QVAppEntry().remove_kSAppEntry(talker, 1);
-    QVProtector().maxOperationLength(1, &length);
-    for (u32 i = 0; i < ReaderContextTable::capacity; ++i) {
-        std::thread([&] { talker.getCardHandle(); }).join();
-    }
-}
-
-TEST_F(Trace, TellsTheOtherCalls) {
+TEST_F(TraceAnywhere, TellsTheOtherCalls) {
     std::string told =
         talks("lock()", tells("getContext", {"entered", "no mapping"}), "-2147467259") + create +
         talks("create()", "", "0") + talks("unlock()", recordMissing, "-2146435049") +  // no card
@@ -213,7 +203,7 @@ TEST_F(Trace, TellsTheOtherCalls) {
         told += recordMade(i);
     }
     told += recordMissing + tells("getContext", {"Reader Context full"});
-    put("conf", "Enabled=1");
+    configure("Enabled=1");
     EXPECT_EQ(run("$self calls"), "0");
     EXPECT_EQ(trace(), staticLine + made + told + ended + staticLine);
 }
@@ -222,6 +212,16 @@ TEST_F(Trace, TellsWhatAStaticTalkerDoesBehindMain) {
     put("conf", "Enabled=1");
     EXPECT_EQ(run("$self static 2>&1"), "0");
     EXPECT_EQ(trace(), staticLine + made + create + firstLock + ended + staticLine);
+}
+
+TEST_F(TraceAnywhere, IsOnWhereEnabledIsTheNumberOne) {
+    for (const std::string text :
+         {"Enabled=1", "Enabled=2", "Enabled=1x", "Cycle=1", "Enabled=1"}) {
+        configure(text);
+        run("rm -f qvsh.log; $self");
+        EXPECT_EQ(trace(), text == "Enabled=1" ? staticLine + staticLine : "") << text;
+        EXPECT_EQ(run("ls qvsh.log"), "qvsh.log/0");
+    }
 }
 
 TEST_F(Trace, IsOnWhereTheFirstEnabledIsOne) {
@@ -258,30 +258,18 @@ TEST_F(Trace, StandsInADirectoryOfLessThan260Bytes) {
     setenv("TMPDIR", usual.c_str(), 1);
 }
 
-// Writes lines of 33 bytes, a number in the last, asks a gate, and tells what is left.
-void fill(u32 lines, u32 number) {
-    for (u32 i = 2; i < lines; ++i) {  // the first is the static object's
-        writeLog("", "");
-    }
-    writeLog("", "", LogForm::decimal, number);
-    const std::string before = contentOf("qvsh.log");
-    LogGate().logEnabled();
-    const std::string after = contentOf("qvsh.log");
-    std::printf("%zu %zu %d|", before.size(), after.size(), before.ends_with(after));
-}
-
-TEST_F(Trace, IsCutToItsLastTenthAboveTheLimit) {
+TEST_F(TraceAnywhere, IsCutToItsLastTenthAboveTheLimit) {
     for (const std::string cycle : {"Cycle=1", "", "Cycle=0", "Cycle=4194305", "Cycle=1x"}) {
-        put("conf", "Enabled=1\n" + cycle);
+        configure("Enabled=1\n" + cycle);
         EXPECT_EQ(run("$self 31,1; $self 31,12; $self 45,1234567890; stat -c %s qvsh.log"),
                   cycle == "Cycle=1" ? "1024 1024 1|1025 102 1|1495 149 1|182/0"
                                      : "1024 1024 1|1025 1025 1|1495 1495 1|1528/0");
     }
 }
 
-TEST_F(Trace, KeepsTheLinesOfManyThreadsWhole) {
+TEST_F(TraceAnywhere, KeepsTheLinesOfManyThreadsWhole) {
     for (const int cycle : {0, 16}) {
-        put("conf", "Enabled=1\nCycle=" + std::to_string(cycle));
+        configure("Enabled=1\nCycle=" + std::to_string(cycle));
         EXPECT_EQ(run("$self threads"), "0");
         std::istringstream lines(contentOf(file("qvsh.log")));
         std::string line;
@@ -331,38 +319,4 @@ TEST_F(Trace, GoesWithoutItsFile) {
     EXPECT_EQ(run("$self 'rm qvsh.log' >&2; stat -c %a qvsh.log"), "600/0");
 }
 
-// A role is one of these words, two numbers, or a command to be run between two cuts.
-void play(const std::string& role) {
-    const auto writeLines = [] {
-        for (u32 i = 0; i < 1000; ++i) {
-            logEvent("thread", "at ", i);
-        }
-    };
-    if (role == "calls") {
-        makeOtherCalls();
-    } else if (role == "static") {
-        static RMApduTalker talker("VDW ifdh 0", 2);
-        talker.create(), talker.lock();
-    } else if (role == "threads") {
-        std::jthread threads[8];
-        std::generate_n(threads, 8, [&] { return std::jthread(writeLines); });
-    } else if (role[2] == ',') {
-        fill(static_cast<u32>(std::stoul(role)), static_cast<u32>(std::stoul(role.substr(3))));
-    } else {
-        fill(45, 0);
-        static_cast<void>(!std::system(role.c_str()));
-        writeLines();
-    }
-}
-
 }  // namespace
-
-// With --role it is a program that the tests run.
-int main(int argc, char** argv) {
-    testing::InitGoogleTest(&argc, argv);
-    if (argc == 3) {
-        play(argv[2]);
-        return 0;
-    }
-    return RUN_ALL_TESTS();
-}

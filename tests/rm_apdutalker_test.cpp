@@ -1,5 +1,6 @@
 #include "apdulib/rm_apdutalker.h"
 
+#include <expectations.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -147,8 +148,9 @@ TEST(Talker, DoesNothingWithoutATable) {
     const HANDLE mapping =
         CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 16, name.c_str());
     RMApduTalker other("small", 2);
-    EXPECT_NE(perform(other, "create"), "0");
-    EXPECT_EQ(perform(other, "lock"), "80004005");
+    const bool hasRoom = perform(other, "create") == "0";
+    EXPECT_EQ(hasRoom, smallMappingsHaveRoom);
+    EXPECT_EQ(perform(other, "lock"), hasRoom ? "0" : "80004005");
     CloseHandle(mapping);
 }
 
@@ -172,24 +174,26 @@ TEST_F(OneTalker, SendsUnderTheActiveProtocol) {
 
 TEST_F(OneTalker, GivesSixtyFourThreadsARecordEach) {
     for (int i = 0; i < 64; ++i) {
-        EXPECT_EQ(i == 5 ? contextOf(talker) : contextOfNewThread(talker), &records[i]);
+        const ReaderContext* const given = i == 5 ? contextOf(talker) : contextOfNewThread(talker);
+        EXPECT_EQ(placeInView(given), placeInView(&records[i]));
     }
     manager.take();
     std::thread([&] { EXPECT_EQ(talker.lock(), 0x8007000EU); }).join();
     records[7] = records[3] = {};
-    EXPECT_EQ(contextOf(talker), &records[5]);
+    EXPECT_EQ(placeInView(contextOf(talker)), placeInView(&records[5]));
     EXPECT_EQ(manager.take(), "");
-    EXPECT_EQ(contextOfNewThread(talker), &records[3]);
+    EXPECT_EQ(placeInView(contextOfNewThread(talker)), placeInView(&records[3]));
 }
 
 TEST_F(OneTalker, ReservesARecordWhileItConnects) {
     manager.results["connect"] = {1};
     manager.during["connect"] = [&] {
-        EXPECT_EQ(records[0].context, 0xFFFFFFFFU);
-        EXPECT_EQ(contextOfNewThread(talker), &records[1]);  // held up by nobody
+        EXPECT_EQ(records[0].context, static_cast<SCARDCONTEXT>(-1));
+        EXPECT_EQ(placeInView(contextOfNewThread(talker)),
+                  placeInView(&records[1]));  // held up by nobody
     };
     EXPECT_EQ(talker.lock(), 1U);
-    EXPECT_EQ(contextOf(talker), &records[0]);
+    EXPECT_EQ(placeInView(contextOf(talker)), placeInView(&records[0]));
 }
 
 // Another thread holds the mutex, which it finds by its name, from an operation's start or from a
@@ -288,7 +292,7 @@ TEST(Talker, SharesTheTableOfItsReader) {
     EXPECT_EQ(first->lock(), 0U);
     EXPECT_EQ(second->lock(), 0U);
     EXPECT_EQ(elsewhere.lock(), 0U);
-    EXPECT_EQ(contextOf(*second), view.table->records);
+    EXPECT_EQ(placeInView(contextOf(*second)), placeInView(view.table->records));
     EXPECT_EQ(view.table->records[0].lockCount, 2U);
     EXPECT_EQ(view.table->records[0].grabbed, 1U);
     contextOfNewThread(*second);

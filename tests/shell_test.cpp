@@ -1,12 +1,8 @@
 #include <gmock/gmock.h>
 
-#include <iostream>
-
 #include "Components/qv_aid/qv_protector.h"
-#include "shell/hex_byte_writer.h"
-#include "shell/qv_shell.h"
 #include "tests/toolbox/programs.h"
-#include "tests/toolbox/recording_resource_manager.h"
+#include "tests/toolbox/shell_run.h"
 #include "tests/toolbox/transcripts.h"
 #include "tests/toolbox/watched_token.h"
 
@@ -94,53 +90,6 @@ TEST_F(Shell, LeavesNoCoreDump) {
     }
 }
 
-struct ShellRun {
-    std::string written;
-    int status;
-    std::string unread;
-};
-
-// The shell in this process.
-ShellRun runShell(const std::string& input) {
-    std::istringstream in(input);
-    std::ostringstream out;
-    std::streambuf* const keyboard = std::cin.rdbuf(in.rdbuf());
-    std::streambuf* const screen = std::cout.rdbuf(out.rdbuf());
-    std::cin.clear();
-    const int status = QVShell("VDW ifdh 0").run();
-    std::cin.rdbuf(keyboard);
-    std::cout.rdbuf(screen);
-    in.clear();
-    return {out.str(), status, input.substr(static_cast<std::size_t>(in.tellg()))};
-}
-
-TEST(CommandFrame, HoldsTheCardFromTheFirstArgumentOn) {
-    const std::string begin = " | begin 101", end = " | end 101 0", sent = " | transmit 101 2 0 ";
-    const std::string exercise = begin + sent + "15 10" + sent + "13 10" + sent + "15 10" + end;
-    // The input, the call that fails, the output's end, the status, what stays unread, the calls.
-    const std::tuple<const char*, const char*, const char*, int, const char*, std::string> rows[] =
-        {{"x login a md 3f00 no md 3f001000 PUB exit", "none",
-          ">Syntax error.\n>FAIL: 0x80100013\n>Syntax error\n"
-          ">Cannot call fs.createDirectory(): 0x80100013\n>",
-          0, "", begin + sent + "9 2" + end + begin + end + begin + sent + "11 10" + end},
-         {"t exit", "end", "\nCannot unlock0x80100016\n>", 0, "", exercise},
-         {"login a exit", "transmit", "\n>FAIL: 0x80100016\n>", 0, "", begin + sent + "9 2" + end},
-         {"pr X exit", "end", "-\n>Syntax error.\nCannot unlock0x80100016\n", 1, " exit",
-          begin + end},
-         {"t exit", "begin", "-\n>", 1, " exit", begin},
-         {"login 1234 exit", "begin", "-\n>", 1, " 1234 exit", begin}};
-    for (const auto& [input, failing, output, status, unread, calls] : rows) {
-        RecordingResourceManager manager;
-        manager.results[failing] = {0x80100016};
-        SCOPED_TRACE(input);
-        const ShellRun run = runShell(input);
-        EXPECT_THAT(run.written, EndsWith(output));
-        EXPECT_EQ(run.status, status);
-        EXPECT_EQ(run.unread, unread);
-        EXPECT_EQ(manager.take(), " | open 1" + calls + " | disconnect 101 0 | release 1");
-    }
-}
-
 TEST(CryptoCommands, SendTheFewestFrames) {
     WatchedToken token;
     const std::string select = ", select 3f00a1a1";
@@ -160,14 +109,6 @@ TEST(CryptoCommands, SendTheFewestFrames) {
               ", select 3f00d8000001, select 3f00d800, create 0100d0070100, select "
               "3f00d8000001, write 0000da03" +
                   zeros + ", write da03da03" + zeros + ", write b4071c00" + hexOf(Bytes(28)));
-}
-
-TEST(HexByteWriter, LeavesTheBaseDecimal) {
-    std::ostringstream stream;
-    const u8 bytes[] = {0x0A, 0xFF};
-    std::copy_n(bytes, 2, HexByteWriter(stream << std::hex));
-    stream << 10;
-    EXPECT_EQ(stream.str(), "0a ff 10");
 }
 
 }  // namespace

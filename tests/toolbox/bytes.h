@@ -12,9 +12,9 @@ using Bytes = std::vector<std::uint8_t>;
 
 inline std::string hexOf(std::span<const std::uint8_t> bytes) {
     std::string digits;
-    for (const std::uint8_t byte : bytes) {
-        digits += "0123456789abcdef"[byte >> 4];
-        digits += "0123456789abcdef"[byte & 0xF];
+    for (const std::uint8_t value : bytes) {
+        digits += "0123456789abcdef"[value >> 4];
+        digits += "0123456789abcdef"[value & 0xF];
     }
     return digits;
 }

@@ -12,13 +12,10 @@
 struct Programs : testing::Test, ScratchFolder {
     void put(const std::string& name, const std::string& text) { ::put(file(name), text); }
 
-    // $self is the test's own program in the role named.
     std::string run(const std::string& commands) const {
-        setenv("SELF", std::filesystem::read_symlink("/proc/self/exe").c_str(), 1);
         return ::run("umask 0; cd " + path() +
                      "; export TMPDIR=$PWD KSIGIL_PCSC=embedded KSIGIL_LOGGING=$PWD/conf"
-                     " KSIGIL_TOKEN=$PWD/token.db; self=\"timeout 20 $SELF --role\";"
-                     " shell='timeout 20 " QVSH " any'; " +
+                     " KSIGIL_TOKEN=$PWD/token.db; shell='timeout 20 " QVSH " any'; " +
                      commands);
     }
 };
