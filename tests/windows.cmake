@@ -20,3 +20,8 @@ ksigil_test(support_test.cpp qv_support)
 ksigil_test(windows/trace_file_test.cpp qv_platform)
 add_executable(log_roles log_roles.cpp)
 target_link_libraries(log_roles PRIVATE qv_log_of_program qv_services)
+
+# Wine's own is a stub. The programs get this one, and its library no program.
+add_library(winscard SHARED windows/winscard.cpp)
+set_target_properties(winscard PROPERTIES PREFIX "")
+target_link_libraries(winscard PRIVATE ws2_32)
