@@ -15,6 +15,13 @@ namespace {
 using testing::ContainsRegex;
 using testing::HasSubstr;
 
+// An object of an exported tree.
+struct Item {
+    std::string path;
+    const char *type, *attribute;
+    std::string content;
+};
+
 // The program in a folder with a fresh token, that of the right password and of a wrong one.
 struct Ksigil : testing::Test, ScratchFolder {
     Ksigil() {
@@ -26,7 +33,7 @@ struct Ksigil : testing::Test, ScratchFolder {
     std::string setup() const {
         return "cd " + path() +
                "; export KSIGIL_PCSC=embedded KSIGIL_TOKEN=$PWD/token.db K=" KSIGIL
-               "; P='--password-file pw'; ";
+               "; P='--password-file pw' W='timeout --preserve-status -k 9 -s'; ";
     }
 
     std::string run(const std::string& commands) const {
@@ -44,41 +51,53 @@ struct Ksigil : testing::Test, ScratchFolder {
         return contentOf(file("got"));
     }
 
-    // A folder as it is exported: 4 directories, 196 files with every byte value and of all lengths
-    // that matter, and a key.
-    void putTree(const std::string& name, int difference = 0) const {
+    // A folder as it is exported.
+    void putTree(const std::string& name, const std::vector<Item>& items) const {
+        std::filesystem::create_directories(file(name));
         std::string objects;
-        const auto add = [&](const std::string& path, const std::string& kind, std::size_t size) {
-            objects += (objects.empty() ? "" : ",") + ("{\"path\":\"" + path) + "\",\"type\":\"" +
-                       kind + "\",\"size\":" + std::to_string(size) + "}";
-        };
-        std::filesystem::create_directory(file(name));
-        for (int i = 0; i < 200; ++i) {
-            const int directory = i / 50;
-            const std::string parent = "f00" + std::to_string(directory);
-            const std::string id = "0" + std::to_string(100 + i);
-            const char* const attribute = directory % 2 == 0 ? "public" : "private";
-            if (i % 50 == 0) {
-                std::filesystem::create_directory(file(name + "/" + parent));
-                add(parent, std::string("directory\",\"attribute\":\"") + attribute, 0);
-                continue;
+        for (const Item& item : items) {
+            std::string place = name;
+            for (std::size_t at = 0; at < item.path.size(); at += 4) {
+                place += '/' + item.path.substr(at, 4);
             }
-            const std::size_t size = i == 1   ? 0
-                                     : i == 2 ? 65535
-                                     : i == 3 ? 986
-                                              : 257U + static_cast<unsigned>(i) % 7U;
-            std::string content;
-            for (std::size_t at = 0; at < size; ++at) {
-                content += static_cast<char>(at + static_cast<std::size_t>(i + difference));
+            const std::string type = item.type;
+            if (type == "directory") {
+                std::filesystem::create_directory(file(place));
+            } else {
+                ::put(file(place + (type == "key" ? ".key" : "")), item.content);
             }
-            ::put(file(name + "/" + parent + "/" + id), content);
-            add(parent + id, std::string("file\",\"attribute\":\"") + attribute, size);
+            objects += (objects.empty() ? "{\"path\":\"" : ",{\"path\":\"") + item.path +
+                       "\",\"type\":\"" + type + "\",\"attribute\":\"" + item.attribute +
+                       "\",\"size\":" + std::to_string(item.content.size()) + '}';
         }
-        ::put(file(name + "/f000/0001.key"), "");
-        add("f0000001", "key\",\"attribute\":\"one-factor", 0);
         ::put(file(name + "/ksigil.json"), R"({"version":1,"objects":[)" + objects + "]}");
     }
 };
+
+// 4 directories, 196 files with every byte value and of all lengths that matter, and a key.
+std::vector<Item> manyItems() {
+    std::vector<Item> items;
+    for (int i = 0; i < 200; ++i) {
+        const int directory = i / 50;
+        const std::string parent = "f00" + std::to_string(directory);
+        const char* const attribute = directory % 2 == 0 ? "public" : "private";
+        if (i % 50 == 0) {
+            items.push_back({parent, "directory", attribute, ""});
+            continue;
+        }
+        const std::size_t size = i == 1   ? 0
+                                 : i == 2 ? 65535
+                                 : i == 3 ? 986
+                                          : 257U + static_cast<unsigned>(i) % 7U;
+        std::string content;
+        for (std::size_t at = 0; at < size; ++at) {
+            content += static_cast<char>(at + static_cast<std::size_t>(i));
+        }
+        items.push_back({parent + "0" + std::to_string(100 + i), "file", attribute, content});
+    }
+    items.push_back({"f0000001", "key", "one-factor", ""});
+    return items;
+}
 
 // In turn, on one token.
 const std::pair<const char*, const char*> sessions[] = {
@@ -118,6 +137,11 @@ const std::pair<const char*, const char*> sessions[] = {
     {"$K rm 3f00a000", "ksigil: cannot remove 3f00a000: .*\\(0xe0066406\\)/1"},
     {"$K rm 3f00; $K rm -r 3f00", "(ksigil: 3f00 is all .*/){2}2"},
     {"$K rm -r 3f00 --force --json $P | grep done; $K ls", "      \"done\": \"removed\"/0"},
+    {"$K ls -R --json 3f009999; ln -s /dev/full full.tar; $K export --json full.tar",
+     "ksigil: cannot look at 3f009999: [^{]*/ksigil: cannot write full.tar: [^{]*/1"},
+    {"$K foo; $K ls --foo; $K entries foo",
+     "ksigil: \"foo\" is no command; .*import/ksigil: \"--foo\" is no option; usage: ksigil ls "
+     ".*/ksigil: \"foo\" is no command; the commands are list, .*/2"},
     {"$K get 3f009999; $K get 3f00",
      "ksigil: cannot look at 3f009999: there is nothing at that path "
      "\\(0xe0066407\\)/ksigil: 3f00 is a directory: .*/1"},
@@ -191,6 +215,12 @@ TEST_F(Ksigil, AsksForOnePasswordAndLogsOut) {
           {"setsid -w $K get 3f000001", "ksigil: the password is wanted, .*--password-file/1"},
           {"$K get 3f000001 --offset 9 $P; $K get 3f000001 --length 99 $P", "ksigil: .*640b\\)/1"},
           {"$K get 3f000001 $P | :; $K get 3f000001 $P >/dev/full", ".*No space left.*/1"},
+          {"mkfifo f.tar; $W INT 1 $K get 3f000001 f.tar $P; $W TERM 1 $K export f.tar $P",
+           "(ksigil: ended by a signal; the work on the token is done/){2}1"},
+          {"printf 0123456789abcdef | $K mkkey 3f000002 --two-factor --value-from - $P; head -c "
+           "9000000 /dev/zero | $W QUIT "
+           "1 $K encrypt 3f000002 - out $P",
+           "ksigil: cannot encrypt: ended by a signal .*/131"},
           {"echo next >new; $K passwd $P --new-password-file new; cp new pw; $K get 3f000001 $P",
            "secret/0"}}) {
         expect(commands, said);
@@ -288,8 +318,8 @@ TEST_F(Ksigil, AsksAndShowsAtATerminal) {
 }
 
 TEST_F(Ksigil, BringsATreeBackAsItWas) {
-    putTree("tree");
-    expect("$K import tree $P", "ksigil: keys were made without their values: 3f00f0000001/0");
+    putTree("tree", manyItems());
+    expect("$K import tree $P", "ksigil: keys have no values; remove them.*: 3f00f0000001/0");
     expect("$K export one $P && diff -r -x ksigil.json tree one; stat -c %a one one/f000/0101",
            "ksigil: the values of keys stay on the token: 3f00f0000001/700/600/0");
     expect(
@@ -334,6 +364,10 @@ const std::pair<const char*, const char*> hostile[] = {
     {"sed -i 's/f0000102/f0000103/' t/ksigil.json", "twice"},
     {"printf '%0999999d' 0 | tr 0 '[' >t/ksigil.json", "nested too deep"},
     {"echo '{\"version\":2}' >t/ksigil.json", "another version"},
+    {"sed -i 's/:1,/:1.9,/' t/ksigil.json", "another version"},
+    {"sed -i 's/:986/:986.0/' t/ksigil.json", "is none"},
+    {"sed -i 's/:986/:18446744073709551616/' t/ksigil.json", "is none"},
+    {"sed -i 's/:986/:986,\"size\":986/' t/ksigil.json", "a name twice"},
     {"head -c 9999 t/ksigil.json >x; cp x t/ksigil.json", "ksigil.json is none"},
     {"tar cPf t.tar --transform 's,^t/f001,/f001,' t", "is no name"},
     {"tar cPf t.tar --transform 's,^t,..,' t", "is no name"},
@@ -347,7 +381,7 @@ const std::pair<const char*, const char*> hostile[] = {
     {": >t.tar", "cannot read t.tar"}};
 
 TEST_F(Ksigil, ImportsNothingThatExportDoesNotMake) {
-    putTree("tree");
+    putTree("tree", manyItems());
     run("$K mkdir 3f001000; $K put pw 3f0010000001");
     for (const auto& [damage, said] : hostile) {
         EXPECT_THAT(
@@ -363,6 +397,34 @@ TEST_F(Ksigil, ImportsNothingThatExportDoesNotMake) {
         "3f00f002 "
         "| wc -l",
         "49/0");
+}
+
+TEST_F(Ksigil, SeesBeforehandWhatTheTokenWouldRefuse) {
+    putTree("reserved",
+            {{"3000", "directory", "public", ""}, {"30003fff", "key", "one-factor", ""}});
+    putTree("guarded", {{"3000", "file", "public", ""}, {"3001", "key", "two-factor", ""}});
+    std::vector<Item> most{{"1000", "key", "one-factor", ""}};
+    for (int id = 1001; id < 1000 + 1024; ++id) {
+        most.push_back({std::to_string(id), "file", "public", ""});
+    }
+    putTree("most", most);
+    most.back().content = "x";
+    putTree("other", most);
+    expect("$K --json import reserved; setsid -w $K --json import guarded; $K ls",
+           "ksigil: 3f0030003fff has an id .*nothing was changed/ksigil: the password is "
+           "wanted.*nothing was changed/0");
+    // Keys without values are named wherever it ends.
+    const std::string named = "ksigil: keys have no values; .*: 3f001000/";
+    expect(
+        "(ulimit -f 300; $K import most); $K import most --force >said; $K ls | wc -l",
+        named + "ksigil: cannot .* of 1024 objects are done, and --force .*/" + named + "1024/0");
+    expect(
+        "$K rm 3f001000; printf 0123456789abcdef | $K mkkey 3f001000 --value-from -; $K import "
+        "most "
+        "--force >said; $K import guarded --force $P; $K import other --force; $K put --force pw "
+        "3f001001",
+        "ksigil: 3f003000 finds 1024 .*nothing was changed/ksigil: 3f002023 finds 1024 .* copy: .*/"
+        "ksigil: 3f00 has 1024 objects, .*--in-place; nothing was changed/1");
 }
 
 // Runs the command and kills it anywhere in the time that it takes; false if it had ended.
@@ -406,13 +468,7 @@ TEST_F(Ksigil, LosesNoContentWhereverItIsKilled) {
           Replacement{"3f000002", "exec $K import tN --force $P"}}) {
         const char* const path = replacement.path;
         for (const int n : {0, 1}) {
-            const std::string folder = "t" + std::to_string(n);
-            std::filesystem::create_directory(file(folder));
-            ::put(file(folder + "/0002"), contents[n]);
-            ::put(
-                file(folder + "/ksigil.json"),
-                R"({"version":1,"objects":[{"path":"0002","type":"file","attribute":"private","size":)" +
-                    std::to_string(contents[n].size()) + "}]}");
+            putTree("t" + std::to_string(n), {{"0002", "file", "private", contents[n]}});
         }
         const auto commandTo = [&](int n) {
             std::string all = replacement.command;

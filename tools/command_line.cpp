@@ -151,10 +151,12 @@ void placeWords(Options& options) {
     auto& [path, input, output] = options.words;
     if (options.withProtector) {
         if (!output.empty()) {
-            throw CLI::ExtrasError({output});
+            throw CLI::ValidationError('"' + output + "\" is one argument too many");
         }
         output = input;
         input = path;
+    } else if (path.empty()) {
+        throw CLI::ValidationError("PATH or --protector is required");
     } else if (const std::string problem = pathProblem(path); problem.empty()) {
         options.path = lowered(path);
     } else {
@@ -266,6 +268,59 @@ Command chosen(const CLI::App& app) {
     return further.empty() ? listEntries : wordOf(entryWords, further.front()->get_name()).command;
 }
 
+// What the command takes: "ksigil rm PATH [-r] [--force]".
+std::string usageOf(const CLI::App& sub) {
+    std::string usage = sub.get_name();
+    for (const CLI::App* app = sub.get_parent(); app != nullptr; app = app->get_parent()) {
+        usage.insert(0, app->get_name() + ' ');
+    }
+    for (const CLI::Option* const option : sub.get_options()) {
+        std::string word = option->get_name();
+        if (const std::string type = option->get_type_name(); !type.empty()) {
+            word += ' ' + type;
+        }
+        if (option != sub.get_help_ptr() && option != sub.get_version_ptr()) {
+            usage += option->get_required() ? ' ' + word : " [" + word + ']';
+        }
+    }
+    return sub.get_require_subcommand_min() > 0 ? usage + " COMMAND" : usage;
+}
+
+std::string namesOf(const CLI::App& app) {
+    std::string names;
+    for (const CLI::App* const sub : app.get_subcommands({})) {
+        names += (names.empty() ? "" : ", ") + sub->get_name();
+    }
+    return names;
+}
+
+// The command that was reached, of entries the further one.
+const CLI::App& reached(const CLI::App& app) {
+    const auto subs = app.get_subcommands();
+    return subs.empty() ? app : reached(*subs.front());
+}
+
+// What was wrong, with the word in question, and what was expected in its place. A word that is
+// left over tells more than what is missing for it.
+std::string problemOf(const CLI::App& app, const CLI::ParseError& error) {
+    const CLI::App& sub = reached(app);
+    const std::vector<std::string> left = app.remaining(true);
+    const bool isLeftOver =
+        !left.empty() && (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr ||
+                          dynamic_cast<const CLI::RequiredError*>(&error) != nullptr);
+    const std::string word = isLeftOver ? '"' + left.front() + '"' : "";
+    const bool isOption = isLeftOver && left.front().starts_with('-');
+    if (!isOption && (&sub == &app || sub.get_name() == "entries")) {
+        return (isLeftOver ? word + " is no command" : "a command is missing") +
+               "; the commands are " + namesOf(sub);
+    }
+    if (isLeftOver) {
+        return word + (isOption ? " is no option" : " is one argument too many") +
+               "; usage: " + usageOf(sub);
+    }
+    return error.what() + ("; usage: " + usageOf(sub));
+}
+
 }  // namespace
 
 CommandLine parse(int argc, const char* const* argv) {
@@ -283,7 +338,7 @@ CommandLine parse(int argc, const char* const* argv) {
         line.text = version.what() + std::string("\n");
         return line;
     } catch (const CLI::ParseError& error) {
-        throw Misuse(printable(error.what()) + " (ksigil --help)");
+        throw Misuse(printable(problemOf(app, error)));
     }
     checkStreams(line.options);
     line.command = chosen(app);

@@ -73,8 +73,9 @@ void tellProtector(Session& session, const ksigil_protector& before, Report& rep
 void listEntries(const Options& options, Report& report) {
     Session session(options);
     session.run([&] {
+        const std::vector<ksigil_entry> entries = entriesOf(session);
         report.entries.emplace();
-        for (const ksigil_entry& entry : entriesOf(session)) {
+        for (const ksigil_entry& entry : entries) {
             report.add(entry);
         }
     });

@@ -34,6 +34,7 @@ void putRange(Session& session, const Options& options, const Bytes& content) {
                       " bytes at " + std::to_string(offset) + " don't fit");
     }
     session.stand(path + " may have a part of the bytes");
+    session.progress().expect(content.size());
     session.write(path, offset, content);
 }
 
@@ -47,12 +48,17 @@ void putOver(Session& session, const Options& options, const ksigil_object& old,
     if (options.isPrivate && !isPrivate) {
         throw Failure(path + " is public, and would stay so: remove it first");
     }
+    if (isPrivate) {
+        session.requireLogin();
+    }
     Room room;
     if (options.isInPlace) {
+        session.progress().expect(content.size());
         room.replaceInPlace(old.size, std::ssize(content));
         room.require(session);
         replaceInPlace(session, path, old, content, isPrivate);
     } else {
+        session.progress().expect(2 * content.size());
         room.replace(old.size, std::ssize(content));
         room.require(session, ", or take the risk of --in-place");
         replaceFile(session, path, content, isPrivate);
@@ -68,6 +74,7 @@ const char* putWhole(Session& session, const Options& options, const Bytes& cont
     Room room;
     room.make(std::ssize(content));
     room.require(session);
+    session.progress().expect(content.size());
     makeFile(session, path, content, options.isPrivate);
     return "made";
 }
@@ -88,12 +95,12 @@ void get(const Options& options, Report& report) {
         }
         content = session.read(path, offset, options.length.value_or(object.size - offset));
     });
-    report.add(path, object);
     if (options.json && options.output == "-") {
         report.content = content;
     } else {
         putOut(options.output, content, object.attribute == KSIGIL_PRIVATE, offset);
     }
+    report.add(path, object);
 }
 
 void put(const Options& options, Report& report) {

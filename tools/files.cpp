@@ -52,10 +52,13 @@ InputFile::InputFile(const std::string& name)
 }
 
 OutputFile::OutputFile(const std::string& name, bool isPrivate)
-    : name_(realName(name)),
-      beside_(isOtherThanFile(name_) ? "" : name_ + ".XXXXXX"),
-      file_(beside_.empty() ? open(name_.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY)
-                            : mkostemp(beside_.data(), O_CLOEXEC)) {
+    : name_(realName(name)), beside_(isOtherThanFile(name_) ? "" : name_ + ".XXXXXX") {
+    if (beside_.empty()) {  // a pipe may keep it waiting, and a signal then ends it at once
+        file_ = Descriptor(open(name_.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY));
+    } else {
+        held_.emplace();
+        file_ = Descriptor(mkostemp(beside_.data(), O_CLOEXEC));
+    }
     if (file_.get() < 0) {
         throw Failure::ofSystem("cannot make " + name, errno);
     }
@@ -78,6 +81,7 @@ void OutputFile::commit() {
         throw Failure::ofSystem("cannot write " + name_, errno);
     }
     beside_.clear();
+    held_.reset();
 }
 
 std::size_t readSome(int descriptor, std::span<std::uint8_t> room, const std::string& name) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <span>
 #include <string>
 #include <utility>
@@ -17,6 +18,10 @@ class Descriptor {
     Descriptor(Descriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
+    Descriptor& operator=(Descriptor&& other) noexcept {
+        std::swap(descriptor_, other.descriptor_);
+        return *this;
+    }
     ~Descriptor();
 
     int get() const { return descriptor_; }
@@ -52,8 +57,8 @@ class OutputFile {
 
   private:
     std::string name_;
-    std::string beside_;  // empty: there is nothing to rename
-    Held held_;
+    std::string beside_;        // empty: there is nothing to rename
+    std::optional<Held> held_;  // while there is
     Descriptor file_;
 };
 

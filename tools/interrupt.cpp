@@ -15,14 +15,17 @@ constexpr std::string_view allDone = "ksigil: ended by a signal; the work on the
 
 std::atomic<int> holders{0};
 std::atomic<bool> isNoted{false};
+std::atomic<bool> isToQuit{false};
 std::atomic<bool> isDone{false};
 
-void note(int) {
+void note(int number) {
     isNoted = true;
+    isToQuit = isToQuit || number == SIGQUIT;
     if (holders == 0) {
         const std::string_view line = isDone ? allDone : nothingDone;
         // Where standard error cannot be written either, nobody can be told.
         [[maybe_unused]] const ssize_t told = write(STDERR_FILENO, line.data(), line.size());
+        endByQuit();
         _exit(EXIT_FAILURE);
     }
 }
@@ -33,7 +36,7 @@ void takeSignals() {
     struct sigaction action {};
     action.sa_handler = note;
     action.sa_flags = SA_RESTART;
-    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
         struct sigaction before {};
         sigaction(number, nullptr, &before);
         if (before.sa_handler != SIG_IGN) {
@@ -44,6 +47,18 @@ void takeSignals() {
 
 bool isInterrupted() {
     return isNoted;
+}
+
+// Called in a signal's handler, too.
+void endByQuit() {
+    if (isToQuit) {
+        std::signal(SIGQUIT, SIG_DFL);
+        sigset_t quit;
+        sigemptyset(&quit);
+        sigaddset(&quit, SIGQUIT);
+        pthread_sigmask(SIG_UNBLOCK, &quit, nullptr);
+        std::raise(SIGQUIT);
+    }
 }
 
 void tellWorkIsDone() {

@@ -2,14 +2,17 @@
 
 namespace tools {
 
-// SIGINT, SIGTERM and SIGHUP. One that comes while something is `Held` is noted, and who holds
-// looks for it; any other ends the program at once, with status 1 and a line that says what is
-// done.
+// SIGINT, SIGTERM, SIGHUP and SIGQUIT. One that comes while something is `Held` is noted, and who
+// holds looks for it; any other ends the program at once, with status 1 and a line that says what
+// is done. Where SIGQUIT came, the program ends by that instead.
 
 // Called once, first. A signal that is ignored stays so.
 void takeSignals();
 
 bool isInterrupted();
+
+// Called last: does not return where SIGQUIT came.
+void endByQuit();
 
 // From now on the token has had what was asked for.
 void tellWorkIsDone();

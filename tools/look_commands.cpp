@@ -16,14 +16,14 @@ void listOne(Session& session, const std::string& path, Report& report) {
         report.add(path, object);
         return;
     }
+    const std::vector<ksigil_object> children = session.children(path);
     report.objects.emplace();
-    for (const ksigil_object& child : session.children(path)) {
+    for (const ksigil_object& child : children) {
         report.add(path + idText(child.id), child);
     }
 }
 
 void listAll(Session& session, const std::string& path, Report& report) {
-    report.objects.emplace();
     for (const Node& node : walk(session, path)) {
         report.add(node.path, node.object);
     }

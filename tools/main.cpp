@@ -57,10 +57,7 @@ int run(const tools::CommandLine& line) {
     return status;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-    prepareProcess();
+int runAll(int argc, char** argv) {
     try {
         const tools::CommandLine line = tools::parse(argc, argv);
         if (line.command == nullptr) {
@@ -73,4 +70,13 @@ int main(int argc, char** argv) {
     } catch (const std::exception& failure) {
         return tellFailure(failure, failed);
     }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    prepareProcess();
+    const int status = runAll(argc, argv);
+    tools::endByQuit();
+    return status;
 }

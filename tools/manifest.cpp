@@ -20,13 +20,17 @@ bool isAttributeOf(std::uint8_t type, std::uint8_t attribute) {
     return isFactor == (type == KSIGIL_KEY);
 }
 
+// A number that has no fraction and fits; else a negative one.
+std::int64_t numberOf(const Json& number) {
+    return number.is_number_integer() ? number.get<std::int64_t>() : -1;
+}
+
 Item itemOf(const Json& object) {
     Item item;
     item.path = lowered(object.at("path").get<std::string>());
     const auto type = typeNamed(object.at("type").get<std::string>());
     const auto attribute = attributeNamed(object.at("attribute").get<std::string>());
-    const Json& number = object.at("size");
-    const auto size = number.is_number_integer() ? number.get<std::int64_t>() : -1;
+    const std::int64_t size = numberOf(object.at("size"));
     const bool isBelowRoot = isPath(item.path) && item.path.size() < longestPath;
     if (!isBelowRoot || !type || !attribute || !isAttributeOf(*type, *attribute) || size < 0 ||
         size > (*type == KSIGIL_FILE ? KSIGIL_MAX_FILE_SIZE : 0)) {
@@ -54,11 +58,21 @@ void requireOrder(const Tree& tree) {
     }
 }
 
-// A text that nests without end would nest the parser's memory, too.
+// A text that nests without end would nest the parser's memory, too; and of a name that is there
+// twice the parser would take either.
 Json parsed(const std::string& manifest) {
-    return Json::parse(manifest, [](int depth, Json::parse_event_t, const Json&) {
+    std::vector<std::set<std::string>> names;  // of the objects that are open
+    return Json::parse(manifest, [&](int depth, Json::parse_event_t event, const Json& part) {
         if (depth > deepest) {
             throw Failure("the tree's ksigil.json is nested too deep");
+        }
+        if (event == Json::parse_event_t::object_start) {
+            names.emplace_back();
+        } else if (event == Json::parse_event_t::object_end) {
+            names.pop_back();
+        } else if (event == Json::parse_event_t::key && !names.back().insert(part).second) {
+            throw Failure("the tree's ksigil.json has a name twice in one object: " +
+                          part.get<std::string>());
         }
         return true;
     });
@@ -81,7 +95,7 @@ Tree treeOf(const std::string& manifest) {
     Tree tree;
     try {
         const Json all = parsed(manifest);
-        if (all.at("version").get<int>() != version) {
+        if (numberOf(all.at("version")) != version) {
             throw Failure("the tree's ksigil.json is of another version than 1");
         }
         const Json& objects = all.at("objects");

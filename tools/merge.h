@@ -1,10 +1,11 @@
 #pragma once
 
-#include <set>
+#include <map>
 #include <string>
 #include <vector>
 
 #include "tools/report.h"
+#include "tools/room.h"
 #include "tools/session.h"
 #include "tools/tree.h"
 
@@ -21,20 +22,37 @@ class Merge {
     // Begins, or goes on behind the object where it was stopped for want of a login.
     void run();
 
-    // The keys that were made, and are without a value.
-    const Tree& madeKeys() const { return madeKeys_; }
+    // Those of the tree that are on the token, made now or before.
+    const Tree& keysWithoutValue() const { return keysWithoutValue_; }
 
   private:
     enum class Step { make, replace, leave };
 
     struct Work {
         Step step = Step::make;
-        std::uint32_t old = 0;  // the size of the file that is replaced
+        ksigil_object old{};  // what is there
         const char* done = "";
     };
 
+    // A directory as it is to be when the item that is planned has its turn.
+    struct Directory {
+        bool isGuarded = false;
+        std::map<std::uint16_t, ksigil_object> children;
+    };
+
+    // What the changes need in all.
+    struct Needs {
+        Room room;
+        std::uint64_t bytes = 0;
+        bool isLogin = false;
+    };
+
     void plan();
-    Work workFor(const Item& item);
+    void planItem(const Item& item, Needs& needs);
+    void noteWhatIsThere(const Item& item, const ksigil_object& there);
+    Work workFor(const Item& item, const Directory& directory);
+    void requirePlace(const Item& item, const Work& work, const Directory& directory) const;
+    Directory directoryAt(const std::string& path, std::uint8_t attribute);
     void carryOut(const Item& item, Step step);
 
     Session& session_;
@@ -42,11 +60,11 @@ class Merge {
     const Tree& tree_;
     bool overExisting_;
     Report& report_;
-    std::set<std::string> directories_;  // those of the tree that are there
+    std::map<std::string, Directory> directories_;  // by the paths of their items
     bool isPlanned_ = false;
     std::vector<Work> plan_;
     std::size_t done_ = 0;
-    Tree madeKeys_;
+    Tree keysWithoutValue_;
 };
 
 }  // namespace tools

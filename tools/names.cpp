@@ -58,4 +58,12 @@ std::optional<std::uint8_t> attributeNamed(std::string_view name) {
     return valueOf(attributes, name);
 }
 
+bool needsLogin(std::uint8_t attribute) {
+    return attribute == KSIGIL_PRIVATE || attribute == KSIGIL_TWO_FACTOR;
+}
+
+bool canBeGiven(std::uint16_t id) {
+    return id != 0x3F00 && id != 0x3FFF && id != 0xFFFF;
+}
+
 }  // namespace tools

@@ -19,18 +19,16 @@ namespace {
 
 constexpr std::size_t longest = 4096;
 
-// Keeps the terminal from showing what is typed, and from stopping or killing the program before
-// it is as it was.
+// Keeps the terminal from showing what is typed, and from stopping the program before it
+// is as it was.
 class QuietTerminal {
   public:
-    QuietTerminal(int terminal, const std::string& question) : terminal_(terminal) {
+    explicit QuietTerminal(int terminal) : terminal_(terminal) {
         tcgetattr(terminal_, &before_);
         termios quiet = before_;
         quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
         quiet.c_cc[VSUSP] = _POSIX_VDISABLE;
-        quiet.c_cc[VQUIT] = _POSIX_VDISABLE;
         tcsetattr(terminal_, TCSAFLUSH, &quiet);
-        writeAll(terminal_, question, "the terminal");
     }
     QuietTerminal(const QuietTerminal&) = delete;
     QuietTerminal& operator=(const QuietTerminal&) = delete;
@@ -114,7 +112,8 @@ Password Password::ofTerminal(const std::string& question, const std::string& hi
         throw Failure("the password is wanted, and there is no terminal to ask at: " + hint);
     }
     Password password;
-    const QuietTerminal quiet(terminal.get(), question);
+    const QuietTerminal quiet(terminal.get());
+    writeAll(terminal.get(), question, "the terminal");
     const BlockedSignals blocked;
     password.readLine(terminal.get(), "the terminal", [&] { blocked.await(terminal.get()); });
     return password;

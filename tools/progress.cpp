@@ -10,21 +10,30 @@ namespace {
 constexpr std::chrono::milliseconds patience{500};
 constexpr std::chrono::milliseconds interval{100};
 constexpr std::size_t width = 40;
+constexpr std::size_t lineLength = width + 8;
 
 // Nobody is told where it cannot be written.
-void draw(const std::string& text) {
+void draw(std::string text) {
+    text.resize(lineLength, ' ');
+    text = '\r' + text + '\r';
     [[maybe_unused]] const ssize_t drawn = write(STDERR_FILENO, text.data(), text.size());
 }
 
 std::string barOf(std::uint64_t done, std::uint64_t total) {
     const auto filled = static_cast<std::size_t>(width * done / total);
-    return "\r[" + std::string(filled, '#') + std::string(width - filled, ' ') + "] " +
+    return "[" + std::string(filled, '#') + std::string(width - filled, ' ') + "] " +
            std::to_string(100 * done / total) + " %";
 }
 
 }  // namespace
 
-Progress::Progress() : onTerminal_(isatty(STDERR_FILENO) == 1), next_(Clock::now() + patience) {}
+Progress::Progress() : onTerminal_(isatty(STDERR_FILENO) == 1) {
+    restart();
+}
+
+void Progress::restart() {
+    next_ = Clock::now() + patience;
+}
 
 void Progress::show(std::uint64_t done, std::uint64_t total) {
     if (!onTerminal_ || Clock::now() < next_) {
@@ -35,13 +44,13 @@ void Progress::show(std::uint64_t done, std::uint64_t total) {
     if (total_ != 0) {
         draw(barOf(std::min(before_ + (total == 0 ? 0 : done), total_), total_));
     } else {
-        draw(total != 0 ? barOf(done, total) : "\r" + std::to_string(done));
+        draw(total != 0 ? barOf(done, total) : std::to_string(done) + " frames");
     }
 }
 
 void Progress::clear() {
     if (isShown_) {
-        draw("\r" + std::string(width + 8, ' ') + "\r");
+        draw("");
         isShown_ = false;
     }
 }

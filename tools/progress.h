@@ -15,11 +15,17 @@ class Progress {
     Progress& operator=(const Progress&) = delete;
     ~Progress() { clear(); }
 
-    // The run has so many steps in all, bytes as a rule; 0 where it does not know.
-    void expect(std::uint64_t total) { total_ = total; }
-    // So many are done, beside those of the operation that runs.
-    void add(std::uint64_t steps) { before_ += steps; }
-    // So many of the operation that runs are done, of `total`; 0 where that is not known.
+    // From now on so many bytes are read or written in all.
+    void expect(std::uint64_t total) {
+        total_ = total;
+        before_ = 0;
+    }
+    // So many are, beside those of the operation that runs.
+    void add(std::uint64_t bytes) { before_ += bytes; }
+    // The half second begins now.
+    void restart();
+    // So many bytes of the operation that runs are done, of `total`; where that is 0, so many
+    // frames.
     void show(std::uint64_t done, std::uint64_t total);
     void clear();
 

@@ -3,31 +3,31 @@
 #include <algorithm>
 
 #include "tools/failure.h"
+#include "tools/names.h"
 
 namespace tools {
 namespace {
 
 constexpr std::uint16_t lastId = 0xFFFE;
-constexpr std::uint16_t tokensOwn[] = {0x3F00, 0x3FFF};  // ids that no object below the root has
 
 std::string directoryOf(const std::string& path) {
     return path.substr(0, path.size() - 4);
-}
-
-bool isTokensOwn(std::uint16_t id) {
-    return std::find(std::begin(tokensOwn), std::end(tokensOwn), id) != std::end(tokensOwn);
 }
 
 // From the end: ids are given from the start, as a rule.
 std::string freePathBeside(Session& session, const std::string& path) {
     const std::string directory = directoryOf(path);
     const std::vector<ksigil_object> siblings = session.children(directory);
+    if (siblings.size() == KSIGIL_MAX_CHILDREN) {
+        throw Failure(directory + " has 1024 objects, the most, and no place for a copy of " +
+                      path + ": remove one, or take the risk of --in-place");
+    }
     const auto isTaken = [&](std::uint16_t id) {
-        return isTokensOwn(id) || std::any_of(siblings.begin(), siblings.end(),
+        return !canBeGiven(id) || std::any_of(siblings.begin(), siblings.end(),
                                               [=](const auto& one) { return one.id == id; });
     };
     std::uint16_t id = lastId;
-    while (isTaken(id)) {  // a directory has far fewer children than there are ids
+    while (isTaken(id)) {  // there are far more ids than siblings
         --id;
     }
     return directory + idText(id);

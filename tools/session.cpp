@@ -6,7 +6,13 @@
 namespace tools {
 namespace {
 
-constexpr std::uint32_t refusal = 0xE006;  // above the status word of the token's answer
+constexpr std::uint32_t noValue = 0xE0066405;   // of a key that is used
+constexpr const char* neverGiven = "3f003f00";  // the root's own id, which nothing else has
+
+// The token answered, with a status word.
+bool isRefusal(std::uint32_t result) {
+    return result >> 16 == 0xE006;
+}
 
 void tellWait(void*, const char* text) {
     tellAside(text);
@@ -53,23 +59,46 @@ void Session::run(const std::function<void()>& work) {
         }
         throw left.empty() ? Failure(failure) : failure.with(left);
     }
-    leave();
     tellWorkIsDone();
+    leave();
+    if (isInterrupted()) {
+        throw Failure("ended by a signal; the work on the token is done");
+    }
 }
 
 void Session::logInToStay() {
     const Password word = password();
-    logInWith(word);
-    isLoggedIn_ = false;
+    run([&] {
+        logInWith(word);
+        require(isInterrupted() ? KSIGIL_CANCELLED : KSIGIL_OK, "not logged in");
+        isLoggedIn_ = false;
+    });
+}
+
+void Session::requireLogin() {
+    const std::uint32_t result =
+        attempt([&](ksigil_token* token) { return ksigil_make_directory(token, neverGiven, 1); });
+    if (result == KSIGIL_OK) {
+        require(ksigil_remove(token_, neverGiven), std::string("cannot remove ") + neverGiven);
+    } else if (result == KSIGIL_NO_LOGIN || !isRefusal(result)) {
+        require(result, "cannot see whether somebody is logged in");
+    }
+}
+
+bool Session::hasValue(const std::string& key) {
+    constexpr std::size_t block = 8;
+    std::uint8_t output[block]{};
+    std::size_t length = 0;
+    return ksigil_encrypt(token_, key.c_str(), output, 0, output, block, &length) != noValue;
 }
 
 void Session::logInWith(const Password& word) {
     const std::uint32_t result = ksigil_login(token_, word.bytes().data(), word.bytes().size());
+    isLoggedIn_ = result == KSIGIL_OK || !isRefusal(result);  // it may have got through
     if (result == KSIGIL_NO_LOGIN) {
         throw Failure("cannot log in: the password is wrong, or blocked (0xe0066982)");
     }
     require(result, "cannot log in");
-    isLoggedIn_ = true;
 }
 
 void Session::logIn() {
@@ -80,6 +109,7 @@ void Session::logIn() {
         held_.reset();
     }
     const Password word = password();
+    progress_.restart();
     lock();
     logInWith(word);
 }
@@ -99,7 +129,7 @@ void Session::leave() {
     progress_.clear();
     const bool wasLoggedIn = std::exchange(isLoggedIn_, false);
     const std::uint32_t loggedOut = wasLoggedIn ? ksigil_logout(token_) : KSIGIL_OK;
-    require(loggedOut, "cannot log out, the login stays");
+    require(loggedOut, "cannot log out, the login may stay");
     require(ksigil_unlock(token_), "cannot give the token back");
     held_.reset();
 }
@@ -179,6 +209,7 @@ Bytes Session::read(const std::string& path, std::size_t offset, std::size_t len
     look("cannot read " + path, [&](ksigil_token* token) {
         return ksigil_read(token, path.c_str(), offset, bytes.data(), length);
     });
+    progress_.add(length);
     return bytes;
 }
 
@@ -204,6 +235,7 @@ void Session::write(const std::string& path, std::size_t offset, const Bytes& by
     change("cannot write " + path, [&](ksigil_token* token) {
         return ksigil_write(token, path.c_str(), offset, bytes.data(), bytes.size());
     });
+    progress_.add(bytes.size());
 }
 
 void Session::writeKey(const std::string& path, const Bytes& value) {
@@ -223,8 +255,7 @@ void Session::removeTree(const std::string& path) {
 }
 
 bool Session::removeAgain(const std::string& path, const Failure& behind) {
-    const bool isRefused = behind.result() >> 16 == refusal;
-    if (!isRefused && behind.result() != KSIGIL_CANCELLED) {
+    if (!isRefusal(behind.result()) && behind.result() != KSIGIL_CANCELLED) {
         return false;
     }
     ksigil_set_progress(nullptr, nullptr);

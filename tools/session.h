@@ -31,6 +31,9 @@ class Session {
     void run(const std::function<void()>& work);
     void logInToStay();
 
+    // Where work needs a login further on: sees to it before the first change.
+    void requireLogin();
+
     // A sentence on what a failure would leave now; empty for what changes nothing.
     void stand(const std::string& sentence) { standing_ = sentence; }
 
@@ -45,6 +48,7 @@ class Session {
     void makeDirectory(const std::string& path, bool isPrivate);
     void makeKey(const std::string& path, bool isTwoFactor);
     void write(const std::string& path, std::size_t offset, const Bytes& bytes);
+    bool hasValue(const std::string& key);
     void writeKey(const std::string& path, const Bytes& value);
     void remove(const std::string& path);
     void removeTree(const std::string& path);

@@ -45,23 +45,21 @@ void readContents(Session& session, const std::string& root, Tree& tree) {
         for (Item& item : tree) {
             if (item.type == KSIGIL_FILE && item.attribute == attribute) {
                 item.content = session.read(root + item.path, 0, item.size);
-                session.progress().add(item.size);
             }
         }
     }
 }
 
-Tree takeOut(Session& session, const std::string& root, Report& report) {
+Tree takeOut(Session& session, const std::string& root, std::vector<Node>& nodes) {
     Tree tree;
-    report.objects.emplace();
-    for (const Node& node : walkDirectory(session, root)) {
+    nodes = walkDirectory(session, root);
+    for (const Node& node : nodes) {
         const ksigil_object& object = node.object;
         tree.push_back({node.path.substr(root.size()),
                         object.type,
                         object.attribute,
                         object.type == KSIGIL_FILE ? object.size : 0,
                         {}});
-        report.add(node.path, object, "exported");
     }
     readContents(session, root, tree);
     return tree;
@@ -117,9 +115,14 @@ void exportTree(const Options& options, Report& report) {
     }
     const std::string root = options.pathOr(rootPath);
     Tree tree;
+    std::vector<Node> nodes;
     Session session(options);
-    session.run([&] { tree = takeOut(session, root, report); });
+    session.run([&] { tree = takeOut(session, root, nodes); });
     writeTree(destination, tree);
+    report.objects.emplace();
+    for (const Node& node : nodes) {
+        report.add(node.path, node.object, "exported");
+    }
     tellKeys(root, tree, "the values of keys stay on the token:");
 }
 
@@ -128,8 +131,14 @@ void importTree(const Options& options, Report& report) {
     const Tree tree = readTree(options.input);
     Session session(options);
     Merge merge(session, root, tree, options.isForced, report);
-    session.run([&] { merge.run(); });
-    tellKeys(root, merge.madeKeys(), "keys were made without their values:");
+    const char* const words = "keys have no values; remove them, and use mkkey --value-from:";
+    try {
+        session.run([&] { merge.run(); });
+    } catch (const Failure&) {
+        tellKeys(root, merge.keysWithoutValue(), words);
+        throw;
+    }
+    tellKeys(root, merge.keysWithoutValue(), words);
 }
 
 }  // namespace tools
