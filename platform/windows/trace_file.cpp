@@ -13,6 +13,10 @@
 namespace platform {
 namespace {
 
+// A file's list of who has access, to which its folder's adds nothing.
+constexpr SECURITY_INFORMATION ownList =
+    DACL_SECURITY_INFORMATION | PROTECTED_DACL_SECURITY_INFORMATION;
+
 struct Closed {
     void operator()(void* handle) const { CloseHandle(handle); }
 };
@@ -109,12 +113,12 @@ HANDLE openOwnFile(const char* path, DWORD access) {
         return INVALID_HANDLE_VALUE;
     }
     SECURITY_ATTRIBUTES attributes{sizeof attributes, descriptor.get(), FALSE};
-    HANDLE file = CreateFileA(path, access | READ_CONTROL | WRITE_DAC | SYNCHRONIZE,
+    HANDLE file = CreateFileA(path, access | READ_CONTROL | WRITE_DAC,
                               FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, &attributes,
                               OPEN_ALWAYS, FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
     if (file != INVALID_HANDLE_VALUE &&
         (!isPlainFile(file) || !isOwnersFile(file) ||
-         SetKernelObjectSecurity(file, DACL_SECURITY_INFORMATION, descriptor.get()) == FALSE)) {
+         SetKernelObjectSecurity(file, ownList, descriptor.get()) == FALSE)) {
         CloseHandle(file);
         file = INVALID_HANDLE_VALUE;
     }
@@ -155,8 +159,7 @@ void TraceFile::openEmptied(const char* path) {
 }
 
 void TraceFile::openAppending(const char* path) {
-    descriptor_ =
-        static_cast<int>(HandleToLong(openOwnFile(path, FILE_APPEND_DATA | FILE_READ_ATTRIBUTES)));
+    descriptor_ = static_cast<int>(HandleToLong(openOwnFile(path, FILE_APPEND_DATA)));
     if (descriptor_ != none) {
         SetFilePointerEx(handleOf(descriptor_), {}, nullptr, FILE_END);
     }
