@@ -505,4 +505,33 @@ TEST_F(Ksigil, LosesNoContentWhereverItIsKilled) {
     RecordProperty("between", between);
 }
 
+TEST_F(Ksigil, MakesATreeWholeWhereverItsImportIsKilled) {
+    const int kills = std::getenv("KSIGIL_TEST_LONG") != nullptr ? 100 : 8;
+    // All public: nearly all of a run's time would be that of a login.
+    std::vector<Item> items{{"1000", "directory", "public", ""},
+                            {"10000001", "key", "one-factor", ""},
+                            {"10000002", "directory", "public", ""}};
+    for (int id = 1000; id < 1100; ++id) {
+        const std::string content(static_cast<std::size_t>(id % 5) * 700, static_cast<char>(id));
+        items.push_back({"10000002" + std::to_string(id), "file", "public", content});
+    }
+    putTree("tree", items);
+    const std::string import = "exec 2>&1; " + setup() + "exec $K import tree --force";
+    const auto longest = timeOf([&] { ::run(import); }) * 11 / 10;
+    run("$K ls -lR | sort >whole");
+    int parts = 0;
+    for (int i = 0; i < kills; ++i) {
+        run("$K rm -r --force 3f00");
+        isCutOff(import, longest);
+        const auto there = std::stol(run("$K ls -R | wc -l")) - 1;
+        parts += there > 0 && there < std::ssize(items) ? 1 : 0;
+        expect(
+            "$K import tree --force >said; $K ls -lR | sort | cmp - whole; rm -rf out; $K "
+            "export out 2>said; diff -r -x ksigil.json tree out",
+            "(ksigil: until .*/)?ksigil: keys have no values; .*: 3f0010000001/0");
+    }
+    EXPECT_GT(parts, kills / 20) << "the kills came too early or too late";
+    RecordProperty("parts", parts);
+}
+
 }  // namespace
