@@ -169,6 +169,12 @@ TEST_F(Ksigil, HasItsWordsInAllPlaces) {
         "man/ksigil.1 "
         "completions/ksigil; do grep -qw -- $w " ROOT "/$f || echo $w $f; done; done",
         "0");
+    expect("bash -c 'source " ROOT
+           "/completions/ksigil; for l in \"put p\" \"get p\" \"--reader ls l\" \"entries s\" "
+           "\"--password-file = p\" \"encrypt --protector p\"; do COMP_WORDS=(ksigil $l); "
+           "COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _ksigil ksigil ${COMP_WORDS[-1]}; echo "
+           "${COMPREPLY[*]}; done'",
+           "pw//ls login logout/set/pw/pw/0");
 }
 
 TEST_F(Ksigil, TakesAnyBytesAndRefusesWhatDoesNotFit) {

@@ -32,7 +32,13 @@ void run(const Options& options, Report& report, bool encrypts) {
     const Bytes input = readFile(options.input, KSIGIL_MAX_CIPHER_LENGTH);
     Bytes output;
     Session session(options);
-    session.run([&] { output = transformed(session, options, encrypts, input); });
+    try {
+        session.run([&] { output = transformed(session, options, encrypts, input); });
+    } catch (const Failure& failure) {
+        throw failure.result() == noValue
+            ? failure.with("the key has no value: remove it, and make it with mkkey --value-from")
+            : Failure(failure);
+    }
     if (options.json && options.output == "-") {
         report.content = output;
     } else {

@@ -6,7 +6,6 @@
 namespace tools {
 namespace {
 
-constexpr std::uint32_t noValue = 0xE0066405;   // of a key that is used
 constexpr const char* neverGiven = "3f003f00";  // the root's own id, which nothing else has
 
 // The token answered, with a status word.

@@ -14,6 +14,8 @@
 
 namespace tools {
 
+constexpr std::uint32_t noValue = 0xE0066405;  // of a key that is used
+
 // A run's way to the token. All of its work is done under one card lock. Where the token refuses
 // without a login, the password is asked for, with no lock held, and the login ends with the work.
 //
