@@ -28,6 +28,7 @@ bool isForked() {
 }
 
 // The software token, which alone waits so, is not in the program here.
+// NOLINTNEXTLINE(performance-unnecessary-value-param): elsewhere it is kept
 void setLongWaitNotice(std::function<void(const std::string&)>) {}
 
 }  // namespace platform

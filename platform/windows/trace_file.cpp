@@ -97,7 +97,7 @@ bool isPlainFile(HANDLE file) {
 // Whether the path leads to a file on a drive. Pipes and devices have other names, and to open one
 // alone may wake whoever waits on it.
 bool isOnDrive(const char* path) {
-    std::array<char, 2 * MAX_PATH> full{};
+    std::array<char, std::size_t{2} * MAX_PATH> full{};
     const DWORD length =
         GetFullPathNameA(path, static_cast<DWORD>(full.size()), full.data(), nullptr);
     return length >= 3 && length < full.size() &&
@@ -193,7 +193,7 @@ void TraceFile::close() {
 }
 
 void keepTail(const char* path, std::int64_t position, std::int64_t count) {
-    const HANDLE file = openOwnFile(path, GENERIC_READ | GENERIC_WRITE);
+    HANDLE file = openOwnFile(path, GENERIC_READ | GENERIC_WRITE);
     if (file != INVALID_HANDLE_VALUE) {
         char buffer[4096];
         for (std::int64_t done = 0; done < count;) {
