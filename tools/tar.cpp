@@ -45,6 +45,7 @@ class Library {
 
   public:
     decltype(&::archive_error_string) archive_error_string = find("archive_error_string");
+    decltype(&::archive_errno) archive_errno = find("archive_errno");
     decltype(&::archive_read_new) archive_read_new = find("archive_read_new");
     decltype(&::archive_read_free) archive_read_free = find("archive_read_free");
     decltype(&::archive_read_support_format_tar) archive_read_support_format_tar =
@@ -119,8 +120,8 @@ class Writer final : public Outlet {
 
     void check(int result) const {
         if (result != ARCHIVE_OK) {
-            throw Failure("cannot write " + name_ + ": " +
-                          library_.archive_error_string(archive_.get()));
+            throw Failure::ofSystem("cannot write " + name_,
+                                    library_.archive_errno(archive_.get()));
         }
     }
 
