@@ -1,7 +1,6 @@
 #include "platform/trace_file.h"
 
 #include <aclapi.h>
-#include <sddl.h>
 
 #include <algorithm>
 #include <array>
@@ -9,6 +8,7 @@
 #include <memory>
 
 #include "platform/win32.h"
+#include "platform/windows/own_access.h"
 
 namespace platform {
 namespace {
@@ -17,46 +17,9 @@ namespace {
 constexpr SECURITY_INFORMATION ownList =
     DACL_SECURITY_INFORMATION | PROTECTED_DACL_SECURITY_INFORMATION;
 
-struct Closed {
-    void operator()(void* handle) const { CloseHandle(handle); }
-};
-struct Freed {
-    void operator()(void* block) const { LocalFree(block); }
-};
-using OwnHandle = std::unique_ptr<void, Closed>;
-template <typename Block>
-using OwnBlock = std::unique_ptr<Block, Freed>;
-
 // A HANDLE has 32 bits that count, and may be kept as such.
 HANDLE handleOf(int descriptor) {
     return LongToHandle(descriptor);
-}
-
-// What the process's access token tells of its user, or of the owner of what he makes: a SID that
-// lies in `room`; null on failure.
-PSID sidOf(TOKEN_INFORMATION_CLASS what, std::array<std::uint64_t, 32>& room) {
-    HANDLE token = nullptr;
-    if (OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token) == FALSE) {
-        return nullptr;
-    }
-    const OwnHandle owned(token);
-    DWORD size = sizeof room;
-    if (GetTokenInformation(token, what, room.data(), size, &size) == FALSE) {
-        return nullptr;
-    }
-    // Both structures start with the pointer.
-    return *static_cast<PSID*>(static_cast<void*>(room.data()));
-}
-
-bool isOwners(PSID owner) {
-    std::array<std::uint64_t, 32> room{};
-    for (const TOKEN_INFORMATION_CLASS what : {TokenUser, TokenOwner}) {
-        const PSID own = sidOf(what, room);
-        if (own != nullptr && EqualSid(own, owner) != FALSE) {
-            return true;
-        }
-    }
-    return false;
 }
 
 bool isOwnersFile(HANDLE file) {
@@ -66,22 +29,6 @@ bool isOwnersFile(HANDLE file) {
                                         nullptr, nullptr, nullptr, &descriptor) == ERROR_SUCCESS;
     const OwnBlock<void> owned(descriptor);
     return isRead && owner != nullptr && isOwners(owner);
-}
-
-// The list that gives the user everything and nobody else anything; inherits nothing. Null on
-// failure.
-OwnBlock<void> ownersAlone() {
-    std::array<std::uint64_t, 32> room{};
-    char* text = nullptr;
-    const PSID user = sidOf(TokenUser, room);
-    if (user == nullptr || ConvertSidToStringSidA(user, &text) == FALSE) {
-        return nullptr;
-    }
-    const OwnBlock<char> sid(text);
-    PSECURITY_DESCRIPTOR descriptor = nullptr;
-    ConvertStringSecurityDescriptorToSecurityDescriptorA(
-        (std::string("D:P(A;;FA;;;") + text + ")").c_str(), SDDL_REVISION_1, &descriptor, nullptr);
-    return OwnBlock<void>(descriptor);
 }
 
 // A plain file on a disk with one name, which is no link to another place.

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <windows.h>
+
+#include <memory>
+
+namespace platform {
+
+struct Freed {
+    void operator()(void* block) const { LocalFree(block); }
+};
+template <typename Block>
+using OwnBlock = std::unique_ptr<Block, Freed>;
+
+// Whether the SID is the process's user, or the owner of what he makes.
+bool isOwners(PSID owner);
+
+// The security descriptor that gives the user everything and nobody else anything; inherits
+// nothing. Null on failure.
+OwnBlock<void> ownersAlone();
+
+}  // namespace platform
