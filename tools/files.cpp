@@ -1,13 +1,6 @@
 #include "tools/files.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cerrno>
-#include <climits>
-#include <cstdlib>
-#include <memory>
 
 #include "tools/failure.h"
 
@@ -17,59 +10,35 @@ namespace {
 constexpr std::size_t bytesAtOnce = 65536;
 const std::string standardOutput = "standard output";
 
-// The file that a name stands for, behind its links.
-std::string realName(const std::string& name) {
-    const std::unique_ptr<char, decltype(&std::free)> real(realpath(name.c_str(), nullptr),
-                                                           &std::free);
-    return real ? real.get() : name;
-}
-
-bool isOtherThanFile(const std::string& name) {
-    struct stat about {};
-    return stat(name.c_str(), &about) == 0 && !S_ISREG(about.st_mode);
-}
-
-mode_t publicMode() {
-    const mode_t mask = umask(0);
-    umask(mask);
-    return 0666 & ~mask;
-}
-
 }  // namespace
-
-Descriptor::~Descriptor() {
-    if (descriptor_ >= 0) {
-        close(descriptor_);
-    }
-}
 
 InputFile::InputFile(const std::string& name)
     : name_(name == "-" ? "standard input" : name),
-      file_(name == "-" ? -1 : open(name.c_str(), O_RDONLY | O_CLOEXEC)) {
-    if (name != "-" && file_.get() < 0) {
+      file_(name == "-" ? platform::Descriptor() : platform::openToRead(name)) {
+    if (name != "-" && !file_.isOpen()) {
         throw Failure::ofSystem("cannot open " + name, errno);
     }
 }
 
-OutputFile::OutputFile(const std::string& name, bool isPrivate)
-    : name_(realName(name)), beside_(isOtherThanFile(name_) ? "" : name_ + ".XXXXXX") {
-    if (beside_.empty()) {  // a pipe may keep it waiting, and a signal then ends it at once
-        file_ = Descriptor(open(name_.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY));
+OutputFile::OutputFile(const std::string& name, bool isPrivate) : name_(platform::realName(name)) {
+    if (platform::isOtherThanFile(name_)) {  // a pipe may keep it waiting: a signal ends it then
+        file_ = platform::openToWrite(name_);
     } else {
         held_.emplace();
-        file_ = Descriptor(mkostemp(beside_.data(), O_CLOEXEC));
+        beside_ = name_;
+        file_ = platform::makeBeside(beside_, isPrivate);
     }
-    if (file_.get() < 0) {
-        throw Failure::ofSystem("cannot make " + name, errno);
-    }
-    if (!beside_.empty() && !isPrivate) {
-        fchmod(file_.get(), publicMode());
+    if (!file_.isOpen()) {
+        const int why = errno;
+        beside_.clear();
+        throw Failure::ofSystem("cannot make " + name, why);
     }
 }
 
 OutputFile::~OutputFile() {
     if (!beside_.empty()) {
-        unlink(beside_.c_str());
+        file_.close();
+        platform::removeFile(beside_);
     }
 }
 
@@ -77,7 +46,9 @@ void OutputFile::commit() {
     if (beside_.empty()) {
         return;
     }
-    if (fsync(file_.get()) != 0 || rename(beside_.c_str(), name_.c_str()) != 0) {
+    const bool isWritten = platform::sync(file_);
+    file_.close();
+    if (!isWritten || !platform::replaceFile(beside_, name_)) {
         throw Failure::ofSystem("cannot write " + name_, errno);
     }
     beside_.clear();
@@ -85,10 +56,7 @@ void OutputFile::commit() {
 }
 
 std::size_t readSome(int descriptor, std::span<std::uint8_t> room, const std::string& name) {
-    ssize_t count = 0;
-    do {
-        count = read(descriptor, room.data(), room.size());
-    } while (count < 0 && errno == EINTR);
+    const std::ptrdiff_t count = platform::readSome(descriptor, room.data(), room.size());
     if (count < 0) {
         throw Failure::ofSystem("cannot read " + name, errno);
     }
@@ -97,11 +65,11 @@ std::size_t readSome(int descriptor, std::span<std::uint8_t> room, const std::st
 
 void writeAll(int descriptor, std::span<const std::uint8_t> bytes, const std::string& name) {
     while (!bytes.empty()) {
-        const ssize_t count = write(descriptor, bytes.data(), bytes.size());
-        if (count < 0 && errno != EINTR) {
+        const std::ptrdiff_t count = platform::writeSome(descriptor, bytes.data(), bytes.size());
+        if (count < 0) {
             throw Failure::ofSystem("cannot write " + name, errno);
         }
-        bytes = bytes.subspan(count < 0 ? 0 : static_cast<std::size_t>(count));
+        bytes = bytes.subspan(static_cast<std::size_t>(count));
     }
 }
 
@@ -137,7 +105,7 @@ Bytes readFile(const std::string& name, std::size_t most) {
 }
 
 void tell(const std::string& text) {
-    writeAll(STDOUT_FILENO, text, standardOutput);
+    writeAll(platform::standardOutput, text, standardOutput);
 }
 
 void putOut(const std::string& name, std::span<const std::uint8_t> bytes, bool isPrivate,
@@ -146,10 +114,10 @@ void putOut(const std::string& name, std::span<const std::uint8_t> bytes, bool i
         OutputFile file(name, isPrivate);
         writeAll(file.descriptor(), bytes, name);
         file.commit();
-    } else if (isatty(STDOUT_FILENO) == 1) {
+    } else if (platform::isTerminal(platform::standardOutput)) {
         tell(dumpOf(bytes, first));
     } else {
-        writeAll(STDOUT_FILENO, bytes, standardOutput);
+        writeAll(platform::standardOutput, bytes, standardOutput);
     }
 }
 

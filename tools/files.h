@@ -4,43 +4,24 @@
 #include <optional>
 #include <span>
 #include <string>
-#include <utility>
 
-#include "tools/interrupt.h"
+#include "platform/program/files.h"
+#include "platform/program/interrupt.h"
 #include "tools/text.h"
 
 namespace tools {
-
-// Owns a descriptor; a negative one is none.
-class Descriptor {
-  public:
-    explicit Descriptor(int descriptor = -1) : descriptor_(descriptor) {}
-    Descriptor(Descriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    Descriptor& operator=(Descriptor&& other) noexcept {
-        std::swap(descriptor_, other.descriptor_);
-        return *this;
-    }
-    ~Descriptor();
-
-    int get() const { return descriptor_; }
-
-  private:
-    int descriptor_;
-};
 
 // A file to read from; "-" is standard input.
 class InputFile {
   public:
     explicit InputFile(const std::string& name);
 
-    int descriptor() const { return file_.get() < 0 ? 0 : file_.get(); }
+    int descriptor() const { return file_.isOpen() ? file_.get() : platform::standardInput; }
     const std::string& name() const { return name_; }
 
   private:
     std::string name_;
-    Descriptor file_;
+    platform::Descriptor file_;
 };
 
 // A file that gets its name whole or not at all, in place of what has it. What is no regular file,
@@ -57,9 +38,9 @@ class OutputFile {
 
   private:
     std::string name_;
-    std::string beside_;        // empty: there is nothing to rename
-    std::optional<Held> held_;  // while there is
-    Descriptor file_;
+    std::string beside_;                  // empty: there is nothing to rename
+    std::optional<platform::Held> held_;  // while there is
+    platform::Descriptor file_;
 };
 
 // All of these throw Failure, with `name` in it.

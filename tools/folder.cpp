@@ -1,18 +1,13 @@
 #include "tools/folder.h"
 
-#include <dirent.h>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cerrno>
-#include <cstdlib>
 #include <filesystem>
 
 #include "include/ksigil.h"
+#include "platform/program/folder.h"
+#include "platform/program/interrupt.h"
 #include "tools/failure.h"
 #include "tools/files.h"
-#include "tools/interrupt.h"
 #include "tools/outlet.h"
 
 namespace tools {
@@ -25,8 +20,8 @@ class NewFolder final : public Outlet {
         while (name_.size() > 1 && name_.back() == '/') {
             name_.pop_back();
         }
-        beside_ = name_ + ".XXXXXX";
-        if (mkdtemp(beside_.data()) == nullptr) {
+        beside_ = name_;
+        if (!platform::makeFolderBeside(beside_)) {
             throw Failure::ofSystem("cannot make " + name, errno);
         }
     }
@@ -40,85 +35,51 @@ class NewFolder final : public Outlet {
     }
 
     void commit() {
-        if (rename(beside_.c_str(), name_.c_str()) != 0) {
+        if (!platform::replaceFolder(beside_, name_)) {
             throw Failure::ofSystem("cannot make " + name_, errno);
         }
         beside_.clear();
     }
 
     void addFolder(const std::string& name) override {
-        if (mkdir((beside_ + "/" + name).c_str(), 0700) != 0) {
+        if (!platform::makeFolder(beside_ + "/" + name)) {
             throw Failure::ofSystem("cannot make " + name, errno);
         }
     }
 
     void addFile(const std::string& name, std::span<const std::uint8_t> content) override {
-        if (isInterrupted()) {
+        if (platform::isInterrupted()) {
             throw Failure("cannot make " + name_, KSIGIL_CANCELLED);
         }
-        const Descriptor file(
-            open((beside_ + "/" + name).c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-        if (file.get() < 0) {
+        const platform::Descriptor file = platform::makeFile(beside_ + "/" + name);
+        if (!file.isOpen()) {
             throw Failure::ofSystem("cannot make " + name, errno);
         }
         writeAll(file.get(), content, name);
-        if (fsync(file.get()) != 0) {
+        if (!platform::sync(file)) {
             throw Failure::ofSystem("cannot write " + name, errno);
         }
     }
 
   private:
-    Held held_;
+    platform::Held held_;
     std::string name_;
     std::string beside_;
 };
 
-// The names in a folder.
-class Listing {
-  public:
-    explicit Listing(int folder) : entries_(fdopendir(fcntl(folder, F_DUPFD_CLOEXEC, 0))) {
-        if (entries_ == nullptr) {
-            throw Failure::ofSystem("cannot read the folder", errno);
-        }
-    }
-    Listing(const Listing&) = delete;
-    Listing& operator=(const Listing&) = delete;
-    ~Listing() { closedir(entries_); }
-
-    // Empty at the end.
-    std::string next() const {
-        const dirent* const entry = readdir(entries_);
-        return entry == nullptr ? "" : entry->d_name;
-    }
-
-  private:
-    DIR* entries_;
-};
-
-void readEntries(Descriptor folder, const std::string& prefix, Intake& intake);
-
-// Judged by what was opened, which no link led to and no pipe held up.
-void readEntry(int folder, const std::string& entry, const std::string& name, Intake& intake) {
-    Descriptor file(openat(folder, entry.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    struct stat about {};
-    if (file.get() < 0 || fstat(file.get(), &about) != 0) {
-        throw Failure::ofSystem("cannot open " + name + ", or it is a link", errno);
-    }
-    if (S_ISDIR(about.st_mode)) {
-        intake.addDirectory(name);
-        readEntries(std::move(file), name + "/", intake);
-    } else if (S_ISREG(about.st_mode) && about.st_nlink == 1) {
-        intake.addFile(name, readAll(file.get(), Intake::longest(name), name));
-    } else {
-        throw Failure(name + " is a device, a pipe or a file with a second name");
-    }
-}
-
-void readEntries(Descriptor folder, const std::string& prefix, Intake& intake) {
-    const Listing listing(folder.get());
-    for (std::string name = listing.next(); !name.empty(); name = listing.next()) {
-        if (name != "." && name != "..") {
-            readEntry(folder.get(), name, prefix + name, intake);
+void readEntries(platform::Folder& folder, const std::string& prefix, Intake& intake) {
+    for (std::string entry = folder.next(); !entry.empty(); entry = folder.next()) {
+        const std::string name = prefix + entry;
+        const platform::Opened opened = folder.open(entry);
+        if (opened.folder != nullptr) {
+            intake.addDirectory(name);
+            readEntries(*opened.folder, name + "/", intake);
+        } else if (opened.file.isOpen()) {
+            intake.addFile(name, readAll(opened.file.get(), Intake::longest(name), name));
+        } else if (opened.isOther) {
+            throw Failure(name + " is a link, a device, a pipe or a file with a second name");
+        } else {
+            throw Failure::ofSystem("cannot open " + name + ", or it is a link", errno);
         }
     }
 }
@@ -141,11 +102,11 @@ void writeFolder(const std::string& name, const Tree& tree) {
 }
 
 void readFolder(const std::string& name, Intake& intake) {
-    Descriptor folder(open(name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (folder.get() < 0) {
+    const std::unique_ptr<platform::Folder> folder = platform::openFolder(name);
+    if (folder == nullptr) {
         throw Failure::ofSystem("cannot open " + name, errno);
     }
-    readEntries(std::move(folder), "", intake);
+    readEntries(*folder, "", intake);
 }
 
 }  // namespace tools

@@ -26,7 +26,8 @@ class Password {
   private:
     Password();
     // `await`, if there is one, returns once a byte can be read.
-    void readLine(int descriptor, const std::string& from, const std::function<void()>& await);
+    // `next` gives a byte, or -1 at the end.
+    void readLine(const std::function<int()>& next, const std::string& from);
 
     Bytes bytes_;
 };

@@ -1,8 +1,8 @@
 #include "tools/progress.h"
 
-#include <unistd.h>
-
 #include <algorithm>
+
+#include "platform/program/files.h"
 
 namespace tools {
 namespace {
@@ -16,7 +16,7 @@ constexpr std::size_t lineLength = width + 8;
 void draw(std::string text) {
     text.resize(lineLength, ' ');
     text = '\r' + text + '\r';
-    [[maybe_unused]] const ssize_t drawn = write(STDERR_FILENO, text.data(), text.size());
+    platform::writeSome(platform::standardError, text.data(), text.size());
 }
 
 std::string barOf(std::uint64_t done, std::uint64_t total) {
@@ -27,7 +27,7 @@ std::string barOf(std::uint64_t done, std::uint64_t total) {
 
 }  // namespace
 
-Progress::Progress() : onTerminal_(isatty(STDERR_FILENO) == 1) {
+Progress::Progress() : onTerminal_(platform::isTerminal(platform::standardError)) {
     restart();
 }
 

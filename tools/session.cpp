@@ -37,7 +37,7 @@ Session::~Session() {
 
 int Session::onProgress(void* context, std::uint64_t done, std::uint64_t total) {
     static_cast<Session*>(context)->progress_.show(done, total);
-    return isInterrupted() ? 1 : 0;
+    return platform::isInterrupted() ? 1 : 0;
 }
 
 void Session::run(const std::function<void()>& work) {
@@ -58,9 +58,9 @@ void Session::run(const std::function<void()>& work) {
         }
         throw left.empty() ? Failure(failure) : failure.with(left);
     }
-    tellWorkIsDone();
+    platform::tellWorkIsDone();
     leave();
-    if (isInterrupted()) {
+    if (platform::isInterrupted()) {
         throw Failure("ended by a signal; the work on the token is done");
     }
 }
@@ -69,7 +69,7 @@ void Session::logInToStay() {
     const Password word = password();
     run([&] {
         logInWith(word);
-        require(isInterrupted() ? KSIGIL_CANCELLED : KSIGIL_OK, "not logged in");
+        require(platform::isInterrupted() ? KSIGIL_CANCELLED : KSIGIL_OK, "not logged in");
         isLoggedIn_ = false;
     });
 }
@@ -135,7 +135,7 @@ void Session::leave() {
 }
 
 std::uint32_t Session::attempt(const Operation& operation) {
-    if (isInterrupted()) {
+    if (platform::isInterrupted()) {
         return KSIGIL_CANCELLED;
     }
     std::uint32_t result = operation(token_);

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "include/ksigil.h"
+#include "platform/program/interrupt.h"
 #include "tools/failure.h"
-#include "tools/interrupt.h"
 #include "tools/options.h"
 #include "tools/password.h"
 #include "tools/progress.h"
@@ -79,7 +79,7 @@ class Session {
     static int onProgress(void* context, std::uint64_t done, std::uint64_t total);
 
     const Options& options_;
-    std::optional<Held> held_;  // while it has the lock
+    std::optional<platform::Held> held_;  // while it has the lock
     Progress progress_;
     ksigil_token* token_ = nullptr;
     bool hasAsked_ = false;

@@ -1,8 +1,5 @@
 // export and import.
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <filesystem>
 #include <set>
 
@@ -67,7 +64,7 @@ Tree takeOut(Session& session, const std::string& root, std::vector<Node>& nodes
 
 void writeTree(const std::string& destination, const Tree& tree) {
     if (destination == standardOutput) {
-        writeTar(STDOUT_FILENO, "standard output", tree);
+        writeTar(platform::standardOutput, "standard output", tree);
     } else if (isTar(destination)) {
         OutputFile file(destination, true);
         writeTar(file.descriptor(), destination, tree);
@@ -107,7 +104,8 @@ void tellKeys(const std::string& root, const Tree& tree, const std::string& word
 
 void exportTree(const Options& options, Report& report) {
     const std::string& destination = options.output;
-    if (destination == standardOutput && (options.json || isatty(STDOUT_FILENO) == 1)) {
+    if (destination == standardOutput &&
+        (options.json || platform::isTerminal(platform::standardOutput))) {
         throw Misuse("a tar file goes to no terminal, and not among JSON");
     }
     if (!isTar(destination)) {

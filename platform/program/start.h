@@ -10,6 +10,9 @@ namespace platform {
 // is left.
 void prepareProgram();
 
+// Whether a line of a text has a carriage return before its end.
+extern const bool endsLinesWithReturn;
+
 // Takes the memory's content away, in a way that no compiler leaves out.
 void wipe(void* bytes, std::size_t length);
 

@@ -9,6 +9,9 @@
 #include <initializer_list>
 
 namespace platform {
+
+const bool endsLinesWithReturn = false;
+
 namespace {
 
 // A stream that is closed would be the next file that is opened: its place is taken by what neither

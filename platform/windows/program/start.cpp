@@ -8,6 +8,8 @@
 
 namespace platform {
 
+const bool endsLinesWithReturn = true;
+
 void prepareProgram() {
     SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX);
     for (const int stream : {standardInput, standardOutput, standardError}) {
