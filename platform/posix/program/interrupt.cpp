@@ -10,9 +10,6 @@
 namespace platform {
 namespace {
 
-constexpr std::string_view nothingDone = "ksigil: ended by a signal; nothing was changed\n";
-constexpr std::string_view allDone = "ksigil: ended by a signal; the work on the token is done\n";
-
 std::atomic<int> holders{0};
 std::atomic<bool> isNoted{false};
 std::atomic<bool> isToQuit{false};
@@ -22,7 +19,7 @@ void note(int number) {
     isNoted = true;
     isToQuit = isToQuit || number == SIGQUIT;
     if (holders == 0) {
-        const std::string_view line = isDone ? allDone : nothingDone;
+        const std::string_view line = lineOfEnd(isDone);
         // Where standard error cannot be written either, nobody can be told.
         [[maybe_unused]] const ssize_t told = write(STDERR_FILENO, line.data(), line.size());
         endByQuit();
