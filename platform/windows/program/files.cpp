@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <climits>
 
 #include "platform/windows/own_access.h"
@@ -35,8 +36,8 @@ Descriptor makeNew(const std::string& name, bool isPrivate) {
         return Descriptor();
     }
     SECURITY_ATTRIBUTES attributes{sizeof attributes, access.get(), FALSE};
-    const HANDLE handle = CreateFileA(name.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &attributes,
-                                      CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
+    void* const handle = CreateFileA(name.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &attributes,
+                                     CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
     return Descriptor(handle == INVALID_HANDLE_VALUE
                           ? -1
                           : _open_osfhandle(reinterpret_cast<std::intptr_t>(handle), _O_BINARY));
@@ -73,7 +74,7 @@ std::ptrdiff_t writeSome(int descriptor, const void* bytes, std::size_t length) 
 // The null device is a terminal to the C library.
 bool isTerminal(int descriptor) {
     DWORD mode = 0;
-    return GetConsoleMode(reinterpret_cast<HANDLE>(_get_osfhandle(descriptor)), &mode) != FALSE;
+    return GetConsoleMode(std::bit_cast<HANDLE>(_get_osfhandle(descriptor)), &mode) != FALSE;
 }
 
 bool isOtherThanFile(const std::string& name) {

@@ -29,7 +29,7 @@ class WindowsFolder final : public Folder {
   public:
     WindowsFolder(const std::string& path, OwnHandle folder)
         : path_(path), folder_(std::move(folder)) {
-        const HANDLE search = FindFirstFileA((path_ + "\\*").c_str(), &entry_);
+        void* const search = FindFirstFileA((path_ + "\\*").c_str(), &entry_);
         isAtEnd_ = search == INVALID_HANDLE_VALUE;
         search_.reset(isAtEnd_ ? nullptr : search);
     }
@@ -62,15 +62,18 @@ Opened WindowsFolder::openPath(const std::string& path) {
     BY_HANDLE_FILE_INFORMATION about{};
     if (!entry || GetFileInformationByHandle(entry.get(), &about) == FALSE) {
         keepFailure();
-    } else if ((about.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
-        opened.isOther = true;
-    } else if ((about.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
+        return opened;
+    }
+    opened.isOther = (about.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 ||
+                     about.nNumberOfLinks != 1 || GetFileType(entry.get()) != FILE_TYPE_DISK;
+    if (opened.isOther) {
+        return opened;
+    }
+    if ((about.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
         opened.folder = std::make_unique<WindowsFolder>(path, std::move(entry));
-    } else if (about.nNumberOfLinks == 1 && GetFileType(entry.get()) == FILE_TYPE_DISK) {
+    } else {
         opened.file = Descriptor(_open_osfhandle(reinterpret_cast<std::intptr_t>(entry.release()),
                                                  _O_RDONLY | _O_BINARY));
-    } else {
-        opened.isOther = true;
     }
     return opened;
 }

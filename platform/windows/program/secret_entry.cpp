@@ -42,7 +42,7 @@ struct SecretEntry::Terminal {
 };
 
 SecretEntry::SecretEntry() {
-    const HANDLE console = openConsole("CONIN$");
+    void* const console = openConsole("CONIN$");
     if (console != INVALID_HANDLE_VALUE) {
         CloseHandle(console);
         terminal_ = std::make_unique<Terminal>();
