@@ -35,7 +35,8 @@ struct TraceAnywhere : Trace {
 
     std::string run(const std::string& commands) const {
         return Trace::run(
-            (isWindows ? "self=\"timeout 60 wine $KSIGIL_WINDOWS/tests/log_roles.exe\"; " : "") +
+            (isWindows ? "self=\"timeout 60 $KSIGIL_WINE $KSIGIL_WINDOWS/tests/log_roles.exe\"; "
+                       : "") +
             commands);
     }
 
@@ -53,7 +54,7 @@ struct TraceAnywhere : Trace {
             values << '\n';
         }
         put("conf", isWindows ? values.str() : text);
-        EXPECT_EQ(isWindows ? run("wine regedit conf") : "0", "0");
+        EXPECT_EQ(isWindows ? run("$KSIGIL_WINE regedit conf") : "0", "0");
     }
 };
 

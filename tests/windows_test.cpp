@@ -29,7 +29,7 @@ void hearTo(Process& process, const std::string& text) {
 // The programs of Windows, and for them a resource manager with a fresh token in its reader. Their
 // folder, and Wine's, come by environment from script/test-windows.
 struct Windows : Programs {
-    const std::string shell = "wine $KSIGIL_WINDOWS/QVSh.exe any";
+    const std::string shell = "$KSIGIL_WINE $KSIGIL_WINDOWS/QVSh.exe any";
     const std::string tool = TOOL " --image " + file("token.db") + " ";
     std::optional<Process> broker, server, user;
 
@@ -141,7 +141,7 @@ TEST_F(Windows, LosesATokenThatIsResetOrTakenOut) {
 }
 
 TEST_F(Windows, PreparesATokenForBothSystems) {
-    const std::string name = "wine $KSIGIL_WINDOWS/QVPrepare.exe ";
+    const std::string name = "$KSIGIL_WINE $KSIGIL_WINDOWS/QVPrepare.exe ";
     for (const std::string had : {"made", "was there"}) {
         EXPECT_EQ(run("", name + "any"), "Application entry: " + had + "/Directory 3f003000: " +
                                              had + "/Key 3f0030000001: " + had + "/0");
@@ -155,7 +155,7 @@ TEST_F(Windows, PreparesATokenForBothSystems) {
 }
 
 TEST_F(Windows, EndsWithStatusOne) {
-    const std::string program = "wine $KSIGIL_WINDOWS/";
+    const std::string program = "$KSIGIL_WINE $KSIGIL_WINDOWS/";
     for (const char* arguments : {"", " two words"}) {
         EXPECT_EQ(run("exit", program + "QVSh.exe" + arguments), "Usage QVSh <readername>/1");
         EXPECT_EQ(run("exit", program + "QVPrepare.exe" + arguments),
