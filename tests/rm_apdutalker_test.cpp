@@ -5,7 +5,7 @@
 
 #include <algorithm>
 #include <chrono>
-#include <latch>
+#include <future>
 #include <semaphore>
 #include <thread>
 
@@ -207,17 +207,17 @@ TEST(Talker, ChangesTheTableUnderItsMutex) {
     MTLock mutex(std::to_string(GetCurrentProcessId()) + "_" + mutexName, nullptr);
     auto talker = std::make_unique<RMApduTalker>(reader, 2U);
     for (const auto& [operation, call] : cases) {
-        std::latch taken(1);
+        std::promise<void> taken;  // with mingw-w64 a std::latch may wait for ever
         bool isOver = false;
         std::jthread holder;
         const auto hold = [&] {
             holder = std::jthread([&] {
                 const LockGuard guard(&mutex);
-                taken.count_down();
+                taken.set_value();
                 std::this_thread::sleep_for(std::chrono::milliseconds(30));
                 isOver = true;
             });
-            taken.wait();
+            taken.get_future().wait();
         };
         if (call.empty()) {
             hold();
@@ -258,9 +258,10 @@ TEST(Talker, HoldsNoMutexInACall) {
 }
 
 TEST_F(OneTalker, KeepsTheRecordsOfThreadsApart) {
-    std::latch start(16);
+    std::promise<void> start;
+    const std::shared_future<void> started = start.get_future().share();
     const auto work = [&] {
-        start.arrive_and_wait();
+        started.wait();
         for (int i = 0; i < 300; ++i) {
             const ReaderContext* const own = contextOf(talker);
             EXPECT_EQ(talker.lock(), 0U);
@@ -271,8 +272,10 @@ TEST_F(OneTalker, KeepsTheRecordsOfThreadsApart) {
             talker.detach(0);
         }
     };
-    for (std::jthread threads[16]; std::jthread & thread : threads) {
-        thread = std::jthread(work);
+    {
+        std::jthread threads[16];
+        std::generate_n(threads, 16, [&] { return std::jthread(work); });
+        start.set_value();
     }
     EXPECT_TRUE(std::none_of(records, records + 64, [](auto& record) { return record.inUse(); }));
 }
