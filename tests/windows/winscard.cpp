@@ -5,7 +5,6 @@
 
 #include <winscard.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <map>
@@ -126,9 +125,9 @@ LONG SCardGetStatusChangeA(SCARDCONTEXT context, DWORD, LPSCARD_READERSTATEA sta
         return ERROR_INVALID_HANDLE;
     }
     const LONG rv = Stream().ask("look", &present);
-    std::for_each(states, states + count, [&](SCARD_READERSTATEA& state) {
-        state.dwEventState = present == "1" ? SCARD_STATE_PRESENT : SCARD_STATE_EMPTY;
-    });
+    for (DWORD i = 0; i < count; ++i) {
+        states[i].dwEventState = present == "1" ? SCARD_STATE_PRESENT : SCARD_STATE_EMPTY;
+    }
     return rv;
 }
 
