@@ -70,13 +70,6 @@ u32 runKey(ksigil_token* token, const char* path, const Cipher& cipher) {
                      });
 }
 
-u32 runProtector(ksigil_token* token, const Cipher& cipher) {
-    return run(token, cipher,
-               [&](ApduTalker& talker, const std::vector<u8>& input, std::vector<u8>& output) {
-                   return QVProtector().operation(talker, cipher.encrypt, input, output);
-               });
-}
-
 void tellPart(const QVProtector::Part& part, int& isThere, char* path, std::size_t room) {
     isThere = part.isThere ? 1 : 0;
     path[part.path.copy(path, room - 1)] = '\0';
@@ -100,6 +93,19 @@ u32 look(ApduTalker& talker, ksigil_protector& protector) {
         tellPart(parts[2], protector.has_key, protector.key, sizeof protector.key);
     }
     return rv;
+}
+
+// Without the entry the key would be looked for in the root, where another may have its place.
+u32 runProtector(ksigil_token* token, const Cipher& cipher) {
+    return run(token, cipher,
+               [&](ApduTalker& talker, const std::vector<u8>& input, std::vector<u8>& output) {
+                   ksigil_protector protector{};
+                   const u32 rv = look(talker, protector);
+                   if (rv != result::success || protector.has_key == 0) {
+                       return rv != result::success ? rv : KSIGIL_NO_PROTECTOR;
+                   }
+                   return QVProtector().operation(talker, cipher.encrypt, input, output);
+               });
 }
 
 u32 prepare(ApduTalker& talker, int* isWeak) {

@@ -323,6 +323,7 @@ TEST_F(Library, LosesNoEntryToOneTooMany) {
     const Handle handle;
     ksigil_token* const t = handle.token;
     const u8 content[] = {1, 2, 3, 4};
+    const u8 key[16] = {};
     u8 read[4] = {};
     size_t count = 9;
     std::vector<ksigil_entry> entries(KSIGIL_MAX_ENTRIES);
@@ -332,6 +333,10 @@ TEST_F(Library, LosesNoEntryToOneTooMany) {
     EXPECT_EQ(ksigil_set_entry(t, 7, content) + ksigil_get_entry(t, 7, read), 0U);
     EXPECT_EQ(read[3], 4);
     EXPECT_EQ(ksigil_get_entry(t, 8, read), KSIGIL_INVALID_PARAMETER);
+    // Another's key in the place where one without the protector's entry would be looked for.
+    u8 output[16];
+    EXPECT_EQ(ksigil_make_key(t, "3f000001", 0) + ksigil_write_key(t, "3f000001", key, 16), 0U);
+    EXPECT_EQ(ksigil_protector_encrypt(t, content, 4, output, 16, &count), KSIGIL_NO_PROTECTOR);
     EXPECT_EQ(ksigil_remove_entry(t, 7), 0U);
     uint16_t id = 0;
     EXPECT_EQ(ksigil_find_directory(t, 0xA1A1, &id), 0U);

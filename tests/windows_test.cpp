@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <optional>
+#include <regex>
 #include <sstream>
 
 #include "tests/toolbox/programs.h"
@@ -152,6 +153,40 @@ TEST_F(Windows, PreparesATokenForBothSystems) {
     server->end(SIGTERM);
     const std::string here = run(words, "env KSIGIL_PCSC=embedded " QVSH " any");
     EXPECT_EQ(there.substr(there.find('>')), here.substr(here.find('>')));
+}
+
+TEST_F(Windows, ServesTheProgramOfSingleCommands) {
+    std::string bytes;
+    for (int i = 0; i < 4096; ++i) {
+        bytes += static_cast<char>(i);
+    }
+    put("bytes", bytes);
+    put("password", "1234\r\n");
+    const std::string logIn = " --password-file password";
+    const std::tuple<std::string, std::string, std::string> rows[] = {
+        {"put bytes 3f000001", "0", ""},
+        {"put bytes 3f000001", "1", "3f000001 exists already"},
+        {"put bytes 3f000001 --force", "0", "until 3f000001 is replaced"},
+        {"mkdir 3f001000 --private" + logIn, "0", ""},
+        {"get 3f000001 back", "0", ""},
+        {"export tree" + logIn, "0", ""},
+        {"export tree", "1", "tree exists already"},
+        {"export tree.tar", "1", "has no tar files: name a folder"},
+        {"rm 3f00 -r --force" + logIn, "0", ""},
+        {"import tree --json" + logIn, "0", ""},
+        {"ls -l", "file public 4096 0001/directory private 0 1000/0", ""},
+        {"get 3f000001", "0", ""},
+        {"get 3f000002 none", "1", "(0xe0066407)"},
+        {"frob", "2", "\"frob\" is no command"},
+    };
+    for (const auto& [command, expected, told] : rows) {
+        const std::string output = run("", "wine $KSIGIL_WINDOWS/ksigil.exe " + command);
+        EXPECT_THAT(std::regex_replace(output, std::regex(" +"), " "), EndsWith(expected))
+            << command;
+        EXPECT_THAT(contentOf(file("errors")), HasSubstr(told)) << command;
+    }
+    EXPECT_EQ(contentOf(file("back")), bytes);
+    EXPECT_EQ(contentOf(file("tree/0001")), bytes);
 }
 
 TEST_F(Windows, EndsWithStatusOne) {
