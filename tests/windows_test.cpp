@@ -180,7 +180,7 @@ TEST_F(Windows, ServesTheProgramOfSingleCommands) {
         {"frob", "2", "\"frob\" is no command"},
     };
     for (const auto& [command, expected, told] : rows) {
-        const std::string output = run("", "wine $KSIGIL_WINDOWS/ksigil.exe " + command);
+        const std::string output = run("", "$KSIGIL_WINE $KSIGIL_WINDOWS/ksigil.exe " + command);
         EXPECT_THAT(std::regex_replace(output, std::regex(" +"), " "), EndsWith(expected))
             << command;
         EXPECT_THAT(contentOf(file("errors")), HasSubstr(told)) << command;
