@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <optional>
-#include <regex>
 #include <sstream>
 
 #include "tests/toolbox/programs.h"
@@ -180,9 +180,10 @@ TEST_F(Windows, ServesTheProgramOfSingleCommands) {
         {"frob", "2", "\"frob\" is no command"},
     };
     for (const auto& [command, expected, told] : rows) {
-        const std::string output = run("", "$KSIGIL_WINE $KSIGIL_WINDOWS/ksigil.exe " + command);
-        EXPECT_THAT(std::regex_replace(output, std::regex(" +"), " "), EndsWith(expected))
-            << command;
+        std::string output = run("", "$KSIGIL_WINE $KSIGIL_WINDOWS/ksigil.exe " + command);
+        const auto bothAreBlank = [](char one, char next) { return one == ' ' && next == ' '; };
+        output.erase(std::unique(output.begin(), output.end(), bothAreBlank), output.end());
+        EXPECT_THAT(output, EndsWith(expected)) << command;
         EXPECT_THAT(contentOf(file("errors")), HasSubstr(told)) << command;
     }
     EXPECT_EQ(contentOf(file("back")), bytes);
