@@ -7,9 +7,7 @@ static ksigil_token* token;
 
 static int failed(const char* what, uint32_t result) {
     if (result != KSIGIL_OK) {
-        fprintf(stderr, "cannot %s: %s (0x%08X)\n", what,
-                ksigil_reason()[0] != 0 ? ksigil_reason() : ksigil_result_text(result),
-                (unsigned int)result);
+        fprintf(stderr, "cannot %s: %s (0x%08X)\n", what, ksigil_reason(), (unsigned int)result);
     }
     return result != KSIGIL_OK;
 }
@@ -42,7 +40,8 @@ int main(void) {
     password[strcspn(password, "\n")] = 0;
     int status = failed("log in", ksigil_login(token, (const uint8_t*)password, strlen(password)));
     if (status == 0) { /* a login outlives the program: it ends also behind a failure */
-        status = work() | failed("log out", ksigil_logout(token));
+        status = work();
+        status = failed("log out", ksigil_logout(token)) || status;
     }
     ksigil_close(token); /* and the lock with it */
     return status;

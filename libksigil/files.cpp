@@ -61,14 +61,19 @@ uint32_t ksigil_read_file(ksigil_token* token, const char* path, uint8_t* bytes,
     if (!isBuffer(bytes, capacity) || length == nullptr) {
         return withReason(KSIGIL_INVALID_ARGUMENT);
     }
-    return onPath(token, path, reading(capacity), [=](ApduTalker& talker, const std::string& at) {
+    return onPath(token, path, reading(0), [=](MeteredTalker& talker, const std::string& at) {
         std::size_t size = 0;
-        const u32 rv = sizeOf(talker, at, size);
-        if (rv != result::success) {
-            return rv;
+        u32 rv = sizeOf(talker, at, size);
+        if (rv == result::success && size > capacity) {
+            rv = KSIGIL_BUFFER_TOO_SMALL;
+        } else if (rv == result::success) {
+            talker.expect(size);
+            rv = readInto(talker, at, 0, bytes, size);
         }
-        *length = size;
-        return size > capacity ? KSIGIL_BUFFER_TOO_SMALL : readInto(talker, at, 0, bytes, size);
+        if (rv == result::success || rv == KSIGIL_BUFFER_TOO_SMALL) {
+            *length = size;
+        }
+        return rv;
     });
 }
 

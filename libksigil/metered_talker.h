@@ -27,6 +27,9 @@ class MeteredTalker final : public ApduTalker {
     MeteredTalker(ApduTalker* talker, const Transfer& transfer)
         : talker_(talker), transfer_(transfer) {}
 
+    // Where the operation learns only at its first frame how many bytes it moves.
+    void expect(u64 total) { transfer_.total = total; }
+
     u32 transmit(const u8* sendBuffer, u32 sendLength, u8* receiveBuffer,
                  u32* receiveLength) override;
 

@@ -5,9 +5,16 @@
 
 #include "libksigil/handles.h"
 #include "libksigil/lost_connection.h"
+#include "support/assertion.h"
 #include "support/exception.h"
 
 namespace ksigil {
+namespace {
+
+const AssertionsThrow assertionsThrow;
+
+}  // namespace
+
 Operation::Operation(ksigil_token* handle, const Transfer& transfer)
     : talker_(talkerOf(handle)), metered_(talker_.get(), transfer) {}
 

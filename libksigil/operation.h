@@ -28,7 +28,7 @@ class Operation {
     // that too. Gives the result of all, and keeps the reason.
     u32 end(u32 rv);
 
-    ApduTalker& metered() { return metered_; }
+    MeteredTalker& metered() { return metered_; }
 
     // What ksigil_lock, ksigil_unlock and ksigil_thread_done do, in place of `begin` and `end`.
     // Each gives the call's result and keeps the reason.
@@ -82,7 +82,7 @@ template <typename Work>
 u32 onPath(ksigil_token* handle, const char* path, const Transfer& transfer,
            const Work& work) noexcept {
     const u32 bad = checkPath(path);
-    return bad != KSIGIL_OK ? bad : onToken(handle, transfer, [&](ApduTalker& talker) {
+    return bad != KSIGIL_OK ? bad : onToken(handle, transfer, [&](MeteredTalker& talker) {
         return work(talker, std::string(path));
     });
 }

@@ -132,5 +132,8 @@ int main(int argc, char** argv) {
         std::cout << failure << '\n';
     }
     const bool isTold = !std::cout.flush().fail();
+    if (!isTold) {
+        platform::writeToStandardError("QVPrepare: cannot write to standard output\n");
+    }
     return failure.empty() && isTold ? 0 : 1;
 }

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <iostream>
+#include <stdexcept>
 #include <string>
 
 #include "platform/win32.h"
@@ -9,6 +10,7 @@
 namespace {
 
 bool (*gate)() = nullptr;
+bool isThrown = false;
 
 }  // namespace
 
@@ -16,9 +18,16 @@ ksigil::AssertionGate::AssertionGate(bool (*logEnabled)()) {
     gate = logEnabled;
 }
 
+ksigil::AssertionsThrow::AssertionsThrow() {
+    isThrown = true;
+}
+
 void assertionFailed(const char* expression, const char* file, int line) {
     const std::string report = std::string("Assertion failed: ") + expression +
                                " at file: " + file + " at line: " + std::to_string(line);
+    if (isThrown) {
+        throw std::logic_error(report);
+    }
     std::cerr << report + "\n" << std::flush;
     if (gate != nullptr && gate()) {
         OutputDebugStringA((report + "\n\n").c_str());

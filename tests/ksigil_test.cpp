@@ -343,6 +343,10 @@ TEST_F(Ksigil, BringsATreeBackAsItWas) {
         "3f00f0000102 file: made/3f00f0000104 file: replaced/ksigil: keys .*/ksigil: the token has "
         ".*nothing was "
         "changed/1");
+    // What is told is what the token has.
+    putTree("hidden", {{"00d1", "directory", "private", ""}});
+    expect("$K mkdir 3f0000d1; $K import hidden --force --json | grep -o 'attribute.*'",
+           "attribute\": \"public\",/attribute\",?/0");
     expect("$K export one $P; mkdir old; $K export old 3f00aaaa $P 2>said; ls old",
            "ksigil: one exists .*/f000/f001/f002/f003/ksigil.json/0");
 }

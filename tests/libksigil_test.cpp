@@ -394,6 +394,8 @@ TEST_F(Library, EndsBetweenTwoFrames) {
          " 0/2000 986/2000 1972/2000", 986, " 0/2000 986/2000"},
         {[&] { return ksigil_read(t, "3f000001", 0, bytes.data(), 2000); },
          " 0/2000 986/2000 1972/2000", 1972, " 0/2000 986/2000 1972/2000"},
+        {[&] { return ksigil_read_file(t, "3f000001", bytes.data(), 2000, &length); },
+         " 0/2000 0/2000 986/2000 1972/2000", 986, " 0/2000 0/2000 986/2000"},
         {[&] { return ksigil_encrypt(t, "3f000002", bytes.data(), 9, bytes.data(), 16, &length); },
          " 0/16 8/16", 8, " 0/16 8/16"},
         {[&] { return ksigil_remove_tree(t, "3f00"); }, " 1/0 2/0 3/0 4/0 5/0 6/0 7/0", 5,

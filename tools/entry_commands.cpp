@@ -38,6 +38,9 @@ void requireRoomFor(Session& session, std::uint32_t id) {
     const std::vector<ksigil_entry> entries = entriesOf(session);
     const bool isThere = std::any_of(entries.begin(), entries.end(),
                                      [=](const ksigil_entry& one) { return one.id == id; });
+    if (!isThere && entries.size() == KSIGIL_MAX_ENTRIES) {
+        throw Failure("the table of application entries is full: remove one first");
+    }
     const std::uint64_t needed = session.find(table) ? entryBytes : labelBytes + entryBytes;
     const std::uint64_t free = session.freeBytes();
     if (!isThere && free < needed) {

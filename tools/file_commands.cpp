@@ -48,7 +48,7 @@ void putOver(Session& session, const Options& options, const ksigil_object& old,
     if (options.isPrivate && !isPrivate) {
         throw Failure(path + " is public, and would stay so: remove it first");
     }
-    if (isPrivate) {
+    if (isPrivate || session.object(directoryOf(path)).attribute == KSIGIL_PRIVATE) {
         session.requireLogin();
     }
     Room room;

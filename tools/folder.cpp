@@ -1,7 +1,6 @@
 #include "tools/folder.h"
 
 #include <cerrno>
-#include <filesystem>
 
 #include "include/ksigil.h"
 #include "platform/program/folder.h"
@@ -28,9 +27,8 @@ class NewFolder final : public Outlet {
     NewFolder(const NewFolder&) = delete;
     NewFolder& operator=(const NewFolder&) = delete;
     ~NewFolder() {
-        std::error_code ignored;
         if (!beside_.empty()) {
-            std::filesystem::remove_all(beside_, ignored);
+            platform::removeFolder(beside_);
         }
     }
 
@@ -82,15 +80,19 @@ void readEntries(platform::Folder& folder, const std::string& prefix, Intake& in
             throw Failure::ofSystem("cannot open " + name + ", or it is a link", errno);
         }
     }
+    if (errno != 0) {
+        throw Failure::ofSystem("cannot read the folder " + prefix, errno);
+    }
 }
 
 }  // namespace
 
 void requireNewFolder(const std::string& name) {
-    std::error_code error;
-    const bool isThere = std::filesystem::exists(name, error);
-    if (isThere &&
-        !(std::filesystem::is_directory(name, error) && std::filesystem::is_empty(name, error))) {
+    const auto isEmpty = [&name] {
+        const std::unique_ptr<platform::Folder> folder = platform::openFolder(name);
+        return folder != nullptr && folder->next().empty() && errno == 0;
+    };
+    if (platform::isThere(name) && !isEmpty()) {
         throw Failure(name + " exists already: name a new folder, or an empty one");
     }
 }

@@ -143,7 +143,9 @@ void Merge::run() {
     for (; done_ < tree_.size(); ++done_) {
         const Item& item = tree_[done_];
         carryOut(item, plan_[done_].step);
-        report_.add(root_ + item.path, objectOf(item), plan_[done_].done);
+        const Work& work = plan_[done_];
+        report_.add(root_ + item.path, work.step == Step::leave ? work.old : objectOf(item),
+                    work.done);
         session_.stand(std::to_string(done_ + 1) + " of " + std::to_string(tree_.size()) +
                        " objects are done, and --force goes on with the others");
     }

@@ -2,20 +2,17 @@
 #include "tools/tar.h"
 
 namespace tools {
-namespace {
 
-[[noreturn]] void refuse() {
+void requireTar() {
     throw Failure("this program has no tar files: name a folder");
 }
 
-}  // namespace
-
 void writeTar(int, const std::string&, const Tree&) {
-    refuse();
+    requireTar();
 }
 
 void readTar(int, const std::string&, Intake&) {
-    refuse();
+    requireTar();
 }
 
 }  // namespace tools

@@ -54,12 +54,17 @@ Password Password::ofTerminal(const std::string& question, const std::string& hi
     if (!entry.isThere()) {
         throw Failure("the password is wanted, and there is no terminal to ask at: " + hint);
     }
-    entry.ask(question);
+    if (!entry.ask(question)) {
+        throw Failure::ofSystem("cannot write to the terminal", errno);
+    }
     Password password;
     const auto next = [&entry] {
         const int byte = entry.next();
         if (platform::isInterrupted()) {
             throw Failure("no password was given", KSIGIL_CANCELLED);
+        }
+        if (byte < 0 && errno != 0) {
+            throw Failure::ofSystem("cannot read from the terminal", errno);
         }
         return byte;
     };

@@ -25,7 +25,6 @@ class Password {
 
   private:
     Password();
-    // `await`, if there is one, returns once a byte can be read.
     // `next` gives a byte, or -1 at the end.
     void readLine(const std::function<int()>& next, const std::string& from);
 

@@ -10,10 +10,6 @@ namespace {
 
 constexpr std::uint16_t lastId = 0xFFFE;
 
-std::string directoryOf(const std::string& path) {
-    return path.substr(0, path.size() - 4);
-}
-
 // From the end: ids are given from the start, as a rule.
 std::string freePathBeside(Session& session, const std::string& path) {
     const std::string directory = directoryOf(path);
@@ -49,6 +45,10 @@ void removeOld(Session& session, const std::string& path, const std::string& cop
 
 }  // namespace
 
+std::string directoryOf(const std::string& path) {
+    return path.substr(0, path.size() - digitsPerLevel);
+}
+
 void makeFile(Session& session, const std::string& path, const Bytes& content, bool isPrivate) {
     session.makeFile(path, content.size(), isPrivate);
     try {
@@ -66,8 +66,9 @@ void replaceFile(Session& session, const std::string& path, const Bytes& content
     tellAside("until " + path + " is replaced, its new content stands in " + copy);
     makeFile(session, copy, content, isPrivate);
     removeOld(session, path, copy);
-    session.stand("the new content stands whole in " + copy + ": put it to " + path +
-                  " with --force, and remove it");
+    session.stand("the new content stands whole in " + copy + ": get it, remove " + path +
+                  " if it is there, put it there anew" + (isPrivate ? " with --private" : "") +
+                  ", and remove " + copy);
     session.makeFile(path, content.size(), isPrivate);
     session.write(path, 0, content);
     session.stand(path + " has its new content; remove " + copy);

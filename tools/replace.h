@@ -7,6 +7,8 @@
 
 namespace tools {
 
+std::string directoryOf(const std::string& path);
+
 // Makes a file that does not exist, and writes it. What a failure left of it is removed again,
 // where the token still answers; else `stand` tells it.
 void makeFile(Session& session, const std::string& path, const Bytes& content, bool isPrivate);

@@ -88,7 +88,10 @@ bool Session::hasValue(const std::string& key) {
     constexpr std::size_t block = 8;
     std::uint8_t output[block]{};
     std::size_t length = 0;
-    return ksigil_encrypt(token_, key.c_str(), output, 0, output, block, &length) != noValue;
+    const std::uint32_t result =
+        ksigil_encrypt(token_, key.c_str(), output, 0, output, block, &length);
+    require(isRefusal(result) ? KSIGIL_OK : result, "cannot look at " + key);
+    return result != noValue;
 }
 
 void Session::logInWith(const Password& word) {

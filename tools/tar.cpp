@@ -190,6 +190,10 @@ class Reader {
 
 }  // namespace
 
+void requireTar() {
+    Library::get();
+}
+
 void writeTar(int descriptor, const std::string& name, const Tree& tree) {
     Writer writer(descriptor, name);
     putTree(tree, writer);

@@ -7,6 +7,9 @@
 
 namespace tools {
 
+// Refuses where tar files can be neither written nor read.
+void requireTar();
+
 // A tree as a tar file; the same tree gives the same bytes. `name` is for failures.
 void writeTar(int descriptor, const std::string& name, const Tree& tree);
 

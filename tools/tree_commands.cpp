@@ -1,8 +1,8 @@
 // export and import.
 
-#include <filesystem>
 #include <set>
 
+#include "platform/program/folder.h"
 #include "tools/commands.h"
 #include "tools/failure.h"
 #include "tools/files.h"
@@ -76,7 +76,7 @@ void writeTree(const std::string& destination, const Tree& tree) {
 
 Tree readTree(const std::string& source) {
     Intake intake;
-    if (source != standardOutput && std::filesystem::is_directory(source)) {
+    if (source != standardOutput && platform::isFolder(source)) {
         readFolder(source, intake);
     } else {
         const InputFile file(source);
@@ -108,7 +108,9 @@ void exportTree(const Options& options, Report& report) {
         (options.json || platform::isTerminal(platform::standardOutput))) {
         throw Misuse("a tar file goes to no terminal, and not among JSON");
     }
-    if (!isTar(destination)) {
+    if (isTar(destination)) {
+        requireTar();
+    } else {
         requireNewFolder(destination);
     }
     const std::string root = options.pathOr(rootPath);

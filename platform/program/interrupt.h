@@ -7,7 +7,7 @@ namespace platform {
 // with status 1 and a line that says what is done. Where SIGQUIT came, the program ends by that
 // instead.
 
-// Called once, first. A signal that is ignored stays so.
+// Called once, behind prepareProgram. A signal that is ignored stays so.
 void takeSignals();
 
 bool isInterrupted();

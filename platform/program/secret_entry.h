@@ -16,8 +16,10 @@ class SecretEntry {
 
     // False where the program has no terminal.
     bool isThere() const { return terminal_ != nullptr; }
-    void ask(const std::string& question);
-    // The next byte; -1 where none comes, for the end or for a signal.
+    // False, with the reason in errno, where it cannot be written.
+    bool ask(const std::string& question);
+    // The next byte; -1 where none comes, for the end, a signal or a failure, of which errno is
+    // then the number, and else 0.
     int next();
 
   private:

@@ -4,7 +4,7 @@
 
 namespace platform {
 
-// Sets the process up as a program of single commands needs it; called first. What cannot be
+// Sets the process up as a program of single commands needs it; called first of all. What cannot be
 // written to a pipe, or beyond a limit, is a failed write and no reason to end. A stream that is
 // closed stays without use: no file gets its number. Passwords pass through the memory, so no core
 // is left.

@@ -1,6 +1,7 @@
 """libksigil.so.1 and its functions, as ksigil.h declares them."""
 
 import ctypes
+import pathlib
 from ctypes import (CFUNCTYPE, POINTER, Structure, c_char, c_char_p, c_int, c_size_t, c_uint,
                     c_uint8, c_uint16, c_uint32, c_uint64, c_void_p)
 
@@ -86,8 +87,18 @@ _functions = {
 }
 
 
+def _name():
+    """The library of the prefix that the module is installed in, or the one that the system finds."""
+    module = pathlib.Path(__file__).resolve()
+    if module.parents[1].name == "dist-packages":
+        libraries = module.parents[3]
+        for found in (*libraries.glob("libksigil.so.1"), *libraries.glob("*/libksigil.so.1")):
+            return str(found)
+    return "libksigil.so.1"
+
+
 def _load():
-    library = ctypes.CDLL("libksigil.so.1")
+    library = ctypes.CDLL(_name())
     for name, (result, arguments) in _functions.items():
         function = getattr(library, name)
         function.argtypes = arguments

@@ -5,8 +5,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 
 namespace platform {
 namespace {
@@ -22,6 +24,7 @@ class PosixFolder final : public Folder {
     std::string next() override {
         std::string name;
         do {
+            errno = 0;
             const dirent* const entry = readdir(entries_.get());
             name = entry == nullptr ? "" : entry->d_name;
         } while (name == "." || name == "..");
@@ -75,6 +78,21 @@ bool makeFolder(const std::string& name) {
 
 bool replaceFolder(const std::string& from, const std::string& to) {
     return std::rename(from.c_str(), to.c_str()) == 0;
+}
+
+void removeFolder(const std::string& name) {
+    std::error_code ignored;
+    std::filesystem::remove_all(name, ignored);
+}
+
+bool isFolder(const std::string& name) {
+    struct stat about {};
+    return stat(name.c_str(), &about) == 0 && S_ISDIR(about.st_mode);
+}
+
+bool isThere(const std::string& name) {
+    struct stat about {};
+    return stat(name.c_str(), &about) == 0;
 }
 
 std::unique_ptr<Folder> openFolder(const std::string& name) {

@@ -49,8 +49,8 @@ SecretEntry::SecretEntry() {
 
 SecretEntry::~SecretEntry() = default;
 
-void SecretEntry::ask(const std::string& question) {
-    writeSome(terminal_->descriptor.get(), question.data(), question.size());
+bool SecretEntry::ask(const std::string& question) {
+    return writeSome(terminal_->descriptor.get(), question.data(), question.size()) >= 0;
 }
 
 int SecretEntry::next() {
@@ -60,6 +60,7 @@ int SecretEntry::next() {
            errno == EINTR) {
     }
     unsigned char byte = 0;
+    errno = 0;
     return !isInterrupted() && readSome(descriptor, &byte, 1) == 1 ? byte : -1;
 }
 

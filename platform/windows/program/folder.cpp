@@ -4,6 +4,7 @@
 #include <io.h>
 #include <windows.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <string_view>
 
@@ -15,67 +16,104 @@
 namespace platform {
 namespace {
 
-// Opens a file or folder itself, never what a link names. While it is open it keeps its place.
-OwnHandle openItself(const std::string& path) {
+enum class Links { follow, tell };
+
+// Opens a file or folder. While it is open it keeps its place.
+OwnHandle openAny(const std::string& path, Links links) {
+    const DWORD itself = links == Links::tell ? FILE_FLAG_OPEN_REPARSE_POINT : 0;
     return own(CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                           FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+                           itself | FILE_FLAG_BACKUP_SEMANTICS, nullptr));
 }
 
-struct Found {
-    void operator()(void* search) const { FindClose(search); }
+// The entries of a folder, but for "." and "..".
+class Search {
+  public:
+    explicit Search(const std::string& path) : pattern_(path + "\\*") {}
+
+    // Null at the end, where errno is 0, and at a failure.
+    const WIN32_FIND_DATAA* next() {
+        while (step()) {
+            const std::string_view name = entry_.cFileName;
+            if (name != "." && name != "..") {
+                return &entry_;
+            }
+        }
+        errno = 0;
+        if (GetLastError() != ERROR_NO_MORE_FILES) {
+            keepFailure();
+        }
+        return nullptr;
+    }
+
+  private:
+    struct Closed {
+        void operator()(void* search) const { FindClose(search); }
+    };
+
+    bool step() {
+        if (search_ != nullptr) {
+            return FindNextFileA(search_.get(), &entry_) != FALSE;
+        }
+        void* const search = FindFirstFileA(pattern_.c_str(), &entry_);
+        search_.reset(search == INVALID_HANDLE_VALUE ? nullptr : search);
+        return search_ != nullptr;
+    }
+
+    std::string pattern_;
+    WIN32_FIND_DATAA entry_{};
+    std::unique_ptr<void, Closed> search_;
 };
 
 class WindowsFolder final : public Folder {
   public:
     WindowsFolder(const std::string& path, OwnHandle folder)
-        : path_(path), folder_(std::move(folder)) {
-        void* const search = FindFirstFileA((path_ + "\\*").c_str(), &entry_);
-        isAtEnd_ = search == INVALID_HANDLE_VALUE;
-        search_.reset(isAtEnd_ ? nullptr : search);
-    }
+        : path_(path), folder_(std::move(folder)), entries_(path) {}
 
     std::string next() override {
-        std::string name;
-        while (!isAtEnd_ && (name.empty() || name == "." || name == "..")) {
-            name = entry_.cFileName;
-            isAtEnd_ = FindNextFileA(search_.get(), &entry_) == FALSE;
-        }
-        return name == "." || name == ".." ? "" : name;
+        const WIN32_FIND_DATAA* const entry = entries_.next();
+        return entry == nullptr ? "" : entry->cFileName;
     }
 
-    Opened open(const std::string& name) override { return openPath(path_ + "\\" + name); }
+    Opened open(const std::string& name) override {
+        return openPath(path_ + "\\" + name, Links::tell);
+    }
 
-    static Opened openPath(const std::string& path);
+    static Opened openPath(const std::string& path, Links links);
 
   private:
     std::string path_;
     OwnHandle folder_;
-    WIN32_FIND_DATAA entry_{};
-    std::unique_ptr<void, Found> search_;
-    bool isAtEnd_ = false;
+    Search entries_;
 };
 
 // Judged by what was opened.
-Opened WindowsFolder::openPath(const std::string& path) {
+Opened WindowsFolder::openPath(const std::string& path, Links links) {
     Opened opened;
-    OwnHandle entry = openItself(path);
+    OwnHandle entry = openAny(path, links);
     BY_HANDLE_FILE_INFORMATION about{};
     if (!entry || GetFileInformationByHandle(entry.get(), &about) == FALSE) {
         keepFailure();
         return opened;
     }
+    const bool isDirectory = (about.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
     opened.isOther = (about.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 ||
-                     about.nNumberOfLinks != 1 || GetFileType(entry.get()) != FILE_TYPE_DISK;
+                     GetFileType(entry.get()) != FILE_TYPE_DISK ||
+                     (!isDirectory && about.nNumberOfLinks != 1);
     if (opened.isOther) {
         return opened;
     }
-    if ((about.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
+    if (isDirectory) {
         opened.folder = std::make_unique<WindowsFolder>(path, std::move(entry));
     } else {
         opened.file = Descriptor(_open_osfhandle(reinterpret_cast<std::intptr_t>(entry.release()),
                                                  _O_RDONLY | _O_BINARY));
     }
     return opened;
+}
+
+bool hasAttribute(const std::string& name, DWORD attribute) {
+    const DWORD attributes = GetFileAttributesA(name.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & attribute) != 0;
 }
 
 bool makePrivateFolder(const std::string& name) {
@@ -102,12 +140,42 @@ bool makeFolder(const std::string& name) {
 }
 
 bool replaceFolder(const std::string& from, const std::string& to) {
-    RemoveDirectoryA(to.c_str());  // goes only if it is there and empty
+    if (!hasAttribute(to, FILE_ATTRIBUTE_REPARSE_POINT)) {
+        RemoveDirectoryA(to.c_str());  // goes only if it is there and empty
+    }
     return kept(MoveFileExA(from.c_str(), to.c_str(), MOVEFILE_WRITE_THROUGH) != FALSE);
 }
 
+void removeFolder(const std::string& name) {
+    Search entries(name);
+    for (const WIN32_FIND_DATAA* entry = entries.next(); entry != nullptr; entry = entries.next()) {
+        const std::string path = name + "\\" + entry->cFileName;
+        const bool isLink = (entry->dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+        if ((entry->dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
+            DeleteFileA(path.c_str());
+        } else if (isLink) {
+            RemoveDirectoryA(path.c_str());
+        } else {
+            removeFolder(path);
+        }
+    }
+    RemoveDirectoryA(name.c_str());
+}
+
+bool isFolder(const std::string& name) {
+    return hasAttribute(name, FILE_ATTRIBUTE_DIRECTORY);
+}
+
+bool isThere(const std::string& name) {
+    return GetFileAttributesA(name.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
 std::unique_ptr<Folder> openFolder(const std::string& name) {
-    return WindowsFolder::openPath(name).folder;
+    Opened opened = WindowsFolder::openPath(name, Links::follow);
+    if (opened.folder == nullptr && (opened.isOther || opened.file.isOpen())) {
+        errno = ENOTDIR;
+    }
+    return std::move(opened.folder);
 }
 
 }  // namespace platform
