@@ -16,6 +16,9 @@ class SystemProviders : public CryptoProviders {
 
     std::uint32_t acquire(const char* provider, std::uint32_t type, std::uint32_t flags,
                           std::uint64_t& context) override {
+        if (acquire_ == nullptr || generate_ == nullptr || release_ == nullptr) {
+            return ERROR_PROC_NOT_FOUND;
+        }
         HCRYPTPROV acquired = 0;
         const std::uint32_t error = errorOf(acquire_(&acquired, nullptr, provider, type, flags));
         if (error == ERROR_SUCCESS) {

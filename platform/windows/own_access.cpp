@@ -11,46 +11,40 @@
 namespace platform {
 namespace {
 
-// What the process's access token tells of its user, or of the owner of what he makes: a SID that
-// lies in `room`; null on failure.
-PSID sidOf(TOKEN_INFORMATION_CLASS what, std::array<std::uint64_t, 32>& room) {
+// The SID of the process's user, which lies in `room`; null on failure.
+PSID userIn(std::array<std::uint64_t, 32>& room) {
     HANDLE token = nullptr;
     if (OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token) == FALSE) {
         return nullptr;
     }
     const OwnHandle owned(token);
     DWORD size = sizeof room;
-    if (GetTokenInformation(token, what, room.data(), size, &size) == FALSE) {
+    if (GetTokenInformation(token, TokenUser, room.data(), size, &size) == FALSE) {
         return nullptr;
     }
-    // Both structures start with the pointer.
-    return *static_cast<PSID*>(static_cast<void*>(room.data()));
+    return static_cast<TOKEN_USER*>(static_cast<void*>(room.data()))->User.Sid;
 }
 
 }  // namespace
 
 bool isOwners(PSID owner) {
     std::array<std::uint64_t, 32> room{};
-    for (const TOKEN_INFORMATION_CLASS what : {TokenUser, TokenOwner}) {
-        const PSID own = sidOf(what, room);
-        if (own != nullptr && EqualSid(own, owner) != FALSE) {
-            return true;
-        }
-    }
-    return false;
+    const PSID user = userIn(room);
+    return user != nullptr && EqualSid(user, owner) != FALSE;
 }
 
 OwnBlock<void> ownersAlone() {
     std::array<std::uint64_t, 32> room{};
     char* text = nullptr;
-    const PSID user = sidOf(TokenUser, room);
+    const PSID user = userIn(room);
     if (user == nullptr || ConvertSidToStringSidA(user, &text) == FALSE) {
         return nullptr;
     }
     const OwnBlock<char> sid(text);
+    const std::string name = text;
     PSECURITY_DESCRIPTOR descriptor = nullptr;
     ConvertStringSecurityDescriptorToSecurityDescriptorA(
-        (std::string("D:P(A;;FA;;;") + text + ")").c_str(), SDDL_REVISION_1, &descriptor, nullptr);
+        ("O:" + name + "D:P(A;;FA;;;" + name + ")").c_str(), SDDL_REVISION_1, &descriptor, nullptr);
     return OwnBlock<void>(descriptor);
 }
 

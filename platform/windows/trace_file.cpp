@@ -3,12 +3,11 @@
 #include <aclapi.h>
 
 #include <algorithm>
-#include <array>
-#include <cctype>
 #include <memory>
 
 #include "platform/win32.h"
 #include "platform/windows/own_access.h"
+#include "platform/windows/path_kind.h"
 
 namespace platform {
 namespace {
@@ -41,22 +40,11 @@ bool isPlainFile(HANDLE file) {
            about.nNumberOfLinks == 1;
 }
 
-// Whether the path leads to a file on a drive. Pipes and devices have other names, and to open one
-// alone may wake whoever waits on it.
-bool isOnDrive(const char* path) {
-    std::array<char, std::size_t{2} * MAX_PATH> full{};
-    const DWORD length =
-        GetFullPathNameA(path, static_cast<DWORD>(full.size()), full.data(), nullptr);
-    return length >= 3 && length < full.size() &&
-           std::isalpha(static_cast<unsigned char>(full[0])) != 0 && full[1] == ':' &&
-           full[2] == '\\';
-}
-
 // Opens nothing but a plain file of this user's, made if it is missing, and leaves it to him alone.
 // INVALID_HANDLE_VALUE on failure.
 HANDLE openOwnFile(const char* path, DWORD access) {
     const OwnBlock<void> descriptor = ownersAlone();
-    if (!isOnDrive(path) || !descriptor) {
+    if (kindOf(path) != PathKind::drive || !descriptor) {
         return INVALID_HANDLE_VALUE;
     }
     SECURITY_ATTRIBUTES attributes{sizeof attributes, descriptor.get(), FALSE};

@@ -17,4 +17,7 @@ inline void expectAttributes(const SECURITY_ATTRIBUTES* attributes) {
     EXPECT_EQ(attributes, nullptr);
 }
 
+// A handle of the resource manager's has as many bits as the table of talkers keeps.
+static_assert(sizeof(SCARDCONTEXT) == 4 && sizeof(SCARDHANDLE) == 4);
+
 constexpr bool smallMappingsHaveRoom = false;

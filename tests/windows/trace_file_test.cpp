@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 
 #include "platform/win32.h"
+#include "platform/windows/path_kind.h"
 #include "tests/toolbox/scratch_folder.h"
 // Behind the one that it needs.
 #include <aclapi.h>
+
+#include <algorithm>
 
 namespace {
 
@@ -27,13 +30,15 @@ TEST(TraceFile, IsAPlainFileOfOneName) {
     const std::string plain = folder.file("plain"), twin = folder.file("twin");
     put(plain, "12345");
     EXPECT_EQ(opened(plain), "5 0 ");
+    std::string unread = R"(\\?\Z:)" + folder.file("new");
+    std::replace(unread.begin(), unread.end(), '/', '\\');
     put(plain, "12345");
     CreateHardLinkA(twin.c_str(), plain.c_str(), nullptr);
     const HANDLE pipe = CreateNamedPipeA(R"(\\.\pipe\qvsh.log)", PIPE_ACCESS_DUPLEX, PIPE_NOWAIT, 1,
                                          0, 0, 0, nullptr);
     EXPECT_NE(pipe, INVALID_HANDLE_VALUE);
     for (const std::string& path :
-         {plain, twin, folder.path(), folder.file("absent/log"), R"(\\?\)" + folder.file("new"),
+         {plain, twin, folder.path(), folder.file("absent/log"), unread,
           std::string(R"(\\.\pipe\qvsh.log)"), std::string("//./pipe/qvsh.log"),
           std::string(R"(\\localhost\pipe\qvsh.log)"), std::string("NUL"), std::string("COM1"),
           folder.file("NUL"), std::string(R"(\\.\NUL)")}) {
@@ -44,6 +49,30 @@ TEST(TraceFile, IsAPlainFileOfOneName) {
     EXPECT_EQ(ConnectNamedPipe(pipe, nullptr), FALSE);  // nobody has come
     EXPECT_EQ(GetLastError(), ERROR_PIPE_LISTENING);
     CloseHandle(pipe);
+}
+
+TEST(PathKind, TellsFilesFromWhatMustNotBeOpened) {
+    using platform::PathKind;
+    const std::pair<const char*, PathKind> rows[] = {
+        {"file", PathKind::drive},
+        {"C:/folder/file", PathKind::drive},
+        {R"(\\host\share\pipe\file)", PathKind::other},
+        {"//host/share/file", PathKind::other},
+        {R"(\\?\UNC\host\pipes\file)", PathKind::other},
+        {R"(\\?\C:\file)", PathKind::other},
+        {R"(\\?\Volume{0}\file)", PathKind::other},
+        {R"(\\host\PIPE\x)", PathKind::device},
+        {"//host/mailslot/x", PathKind::device},
+        {R"(\\?\unc\host\pipe\x)", PathKind::device},
+        {R"(\\?\pipe\x)", PathKind::device},
+        {R"(\\.\pipe\x)", PathKind::device},
+        {R"(\??\pipe\x)", PathKind::device},
+        {"nul", PathKind::device},
+        {"", PathKind::device},
+    };
+    for (const auto& [path, expected] : rows) {
+        EXPECT_EQ(platform::kindOf(path), expected) << path;
+    }
 }
 
 TEST(TraceFile, IsForItsOwnerAlone) {

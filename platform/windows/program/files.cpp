@@ -11,6 +11,7 @@
 
 #include "platform/windows/own_access.h"
 #include "platform/windows/own_handle.h"
+#include "platform/windows/path_kind.h"
 #include "platform/windows/program/beside.h"
 #include "platform/windows/program/failure.h"
 
@@ -25,9 +26,8 @@ OwnHandle look(const std::string& name) {
                            FILE_FLAG_BACKUP_SEMANTICS, nullptr));
 }
 
-// To open a pipe or a device by its own name alone may wake whoever waits on it.
-bool isDeviceName(const std::string& name) {
-    return name.starts_with("\\\\.\\") || name.starts_with("//./");
+bool isDevice(const std::string& name) {
+    return kindOf(name.c_str()) == PathKind::device;
 }
 
 Descriptor makeNew(const std::string& name, bool isPrivate) {
@@ -37,7 +37,7 @@ Descriptor makeNew(const std::string& name, bool isPrivate) {
     }
     SECURITY_ATTRIBUTES attributes{sizeof attributes, access.get(), FALSE};
     void* const handle = CreateFileA(name.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &attributes,
-                                     CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
+                                     CREATE_NEW, FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
     return Descriptor(handle == INVALID_HANDLE_VALUE
                           ? -1
                           : _open_osfhandle(reinterpret_cast<std::intptr_t>(handle), _O_BINARY));
@@ -78,7 +78,7 @@ bool isTerminal(int descriptor) {
 }
 
 bool isOtherThanFile(const std::string& name) {
-    if (isDeviceName(name)) {
+    if (isDevice(name)) {
         return true;
     }
     const OwnHandle file = look(name);
@@ -89,7 +89,7 @@ bool isOtherThanFile(const std::string& name) {
 }
 
 std::string realName(const std::string& name) {
-    const OwnHandle file = isDeviceName(name) ? nullptr : look(name);
+    const OwnHandle file = isDevice(name) ? nullptr : look(name);
     std::array<char, 4096> real{};
     const DWORD length = file ? GetFinalPathNameByHandleA(file.get(), real.data(),
                                                           static_cast<DWORD>(real.size()), 0)
